@@ -1,0 +1,216 @@
+// DitherOrdered: an 8-bit image to a 1-bit image by comparing each pixel,
+// scaled by the image's largest value, with a tiled threshold matrix.
+#include "dither/ordered.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "frame/dib.h"
+#include "frame/guards.h"
+#include "nadiro/nadiro.h"
+
+namespace nadiro::dither {
+namespace {
+
+// clang-format off
+constexpr ThresholdMatrix kMatrices[kOrderedMatrixCount] = {
+  {6, 36, {35, 30, 18, 22, 31, 36,
+           29, 15, 10, 17, 21, 32,
+           14,  9,  5,  6, 16, 20,
+           13,  4,  1,  2, 11, 19,
+           28,  8,  3,  7, 24, 25,
+           34, 27, 12, 23, 26, 33}},
+  {6, 36, {36, 34, 32, 31, 33, 35,
+           24, 22, 20, 19, 21, 23,
+           12, 10,  8,  7,  9, 11,
+            6,  4,  2,  1,  3,  5,
+           18, 16, 14, 13, 15, 17,
+           30, 28, 26, 25, 27, 29}},
+  {5, 25, {21, 22, 23, 24, 25,
+           20,  7,  8,  9, 10,
+           19,  6,  1,  2, 11,
+           18,  5,  4,  3, 12,
+           17, 16, 15, 14, 13}},
+  {5, 242, {167, 200, 230, 216, 181,
+             94,  72, 193, 242, 232,
+             36,  52, 222, 167, 200,
+            181, 126, 210,  94,  72,
+            232, 153, 111,  36,  51}},
+  {8, 63, { 0, 32,  8, 40,  2, 34, 10, 42,
+           48, 16, 56, 24, 50, 18, 58, 26,
+           12, 44,  4, 36, 14, 46,  6, 38,
+           60, 28, 52, 20, 62, 30, 54, 22,
+            3, 35, 11, 43,  1, 33,  9, 41,
+           51, 19, 59, 27, 49, 17, 57, 25,
+           15, 47,  7, 39, 13, 45,  5, 37,
+           63, 31, 55, 23, 61, 29, 53, 21}},
+  {8, 64, { 2, 60, 16, 56,  3, 57, 13, 53,
+           34, 18, 48, 32, 35, 19, 45, 29,
+           10, 50,  6, 64, 11, 51,  7, 61,
+           42, 26, 38, 22, 43, 27, 39, 23,
+            4, 58, 14, 54,  1, 59, 15, 55,
+           36, 20, 46, 30, 33, 17, 47, 31,
+           12, 52,  8, 62,  9, 49,  5, 63,
+           44, 28, 40, 24, 41, 25, 37, 21}},
+  {16, 255, {
+      2, 236,  60, 220,  16, 232,  56, 216,   3, 233,  57, 217,  13, 229,  53, 213,
+    130,  66, 188, 124, 144,  80, 184, 120, 131,  67, 185, 121, 141,  77, 181, 117,
+     34, 194,  18, 252,  48, 208,  32, 248,  35, 195,  19, 249,  45, 205,  29, 245,
+    162,  98, 146,  82, 176, 112, 160,  96, 163,  99, 147,  83, 173, 109, 157,  93,
+     10, 226,  50, 210,   6, 240,  64, 224,  11, 227,  51, 211,   7, 237,  61, 221,
+    138,  74, 178, 114, 134,  70, 192, 128, 139,  75, 179, 115, 135,  71, 189, 125,
+     42, 202,  26, 242,  38, 198,  22, 255,  43, 203,  27, 243,  39, 199,  23, 253,
+    170, 106, 154,  90, 166, 102, 150,  86, 171, 107, 155,  91, 167, 103, 151,  87,
+      4, 234,  58, 218,  14, 230,  54, 214,   1, 235,  59, 219,  15, 231,  55, 215,
+    132,  68, 186, 122, 142,  78, 182, 118, 129,  65, 187, 123, 143,  79, 183, 119,
+     36, 196,  20, 250,  46, 206,  30, 246,  33, 193,  17, 251,  47, 207,  31, 247,
+    164, 100, 148,  84, 174, 110, 158,  94, 161,  97, 145,  81, 175, 111, 159,  95,
+     12, 228,  52, 212,   8, 238,  62, 222,   9, 225,  49, 209,   5, 239,  63, 223,
+    140,  76, 180, 116, 136,  72, 190, 126, 137,  73, 177, 113, 133,  69, 191, 127,
+     44, 204,  28, 244,  40, 200,  24, 254,  41, 201,  25, 241,  37, 197,  21, 255,
+    172, 108, 156,  92, 168, 104, 152,  88, 169, 105, 153,  89, 165, 101, 149,  85}},
+};
+// clang-format on
+
+// A run of thresholds that every matrix period (5, 6, 8, 16) divides, so a
+// row is processed in whole runs of one precomputed pattern.
+constexpr size_t kPatternRun = 960;
+
+// For every matrix entry t, the smallest pixel value v whose scaled value
+// (v * M) / P reaches t, or 256 when none does. The scaled value is a
+// single-precision quotient of exact integers and never decreases with v,
+// so "v >= firstWhite[t]" is exactly "!((v * M) / P < t)". With P = 0 the
+// only pixel value is 0, whose quotient 0/0 is not a number and compares as
+// "less": it stays black, as firstWhite >= 1 guarantees.
+std::array<uint16_t, 256> firstWhiteTable(uint32_t largestEntry, uint8_t largestPixelValue) {
+  std::array<float, 256> scaled{};
+  for (uint32_t v = 0; v < 256; ++v)
+    scaled[v] = static_cast<float>(v * largestEntry) / static_cast<float>(largestPixelValue);
+  std::array<uint16_t, 256> first{};
+  for (uint32_t t = 0; t < 256; ++t) {
+    uint16_t v = 0;
+    while (v < 256 && !(scaled[v] >= static_cast<float>(t))) ++v;
+    first[t] = v;
+  }
+  return first;
+}
+
+void orderedRow(uint8_t* row, uint32_t width, const uint16_t* pattern) {
+  for (uint32_t x0 = 0; x0 < width; x0 += kPatternRun) {
+    const uint32_t count = std::min<uint32_t>(kPatternRun, width - x0);
+    uint8_t* px = row + x0;
+    for (uint32_t j = 0; j < count; ++j) px[j] = px[j] >= pattern[j] ? 255 : 0;
+  }
+}
+
+void packRow(const uint8_t* src, uint8_t* dst, uint32_t width, uint8_t threshold) {
+  const uint32_t whole = width / 8;
+  for (uint32_t k = 0; k < whole; ++k) {
+    const uint8_t* p = src + 8 * k;
+    unsigned byte = 0;
+    for (unsigned b = 0; b < 8; ++b) byte |= unsigned{p[b] >= threshold} << (7 - b);
+    dst[k] = static_cast<uint8_t>(byte);
+  }
+  if (const uint32_t rest = width % 8) {
+    const uint8_t* p = src + 8 * whole;
+    unsigned byte = 0;
+    for (unsigned b = 0; b < rest; ++b) byte |= unsigned{p[b] >= threshold} << (7 - b);
+    dst[whole] = static_cast<uint8_t>(byte);
+  }
+}
+
+constexpr uint8_t kMonoPalette[8] = {0, 0, 0, 0, 255, 255, 255, 0};
+
+}  // namespace
+
+const ThresholdMatrix& orderedMatrix(uint32_t type) { return kMatrices[type]; }
+
+uint8_t largestPixel(std::span<const uint8_t> rows, size_t stride, uint32_t width,
+                     uint32_t height) {
+  uint8_t largest = 0;
+  for (uint32_t r = 0; r < height; ++r) {
+    const uint8_t* row = rows.data() + r * stride;
+    for (uint32_t x = 0; x < width; ++x) largest = std::max(largest, row[x]);
+  }
+  return largest;
+}
+
+void orderedDitherRows(std::span<uint8_t> rows, size_t stride, uint32_t width, uint32_t height,
+                       const ThresholdMatrix& matrix, uint8_t largest) {
+  const auto firstWhite = firstWhiteTable(matrix.largest, largest);
+  const uint32_t n = matrix.n;
+  uint16_t pattern[kPatternRun];
+  for (uint32_t r = 0; r < height; ++r) {
+    // Row y of the picture (counted from the top) picks the matrix column.
+    const uint32_t column = (height - 1 - r) % n;
+    if (r == 0 || column != (height - r) % n) {
+      for (size_t j = 0; j < kPatternRun; ++j)
+        pattern[j] = firstWhite[matrix.cells[(j % n) * n + column]];
+    }
+    orderedRow(rows.data() + r * stride, width, pattern);
+  }
+}
+
+void packThresholdRows(std::span<const uint8_t> src, size_t srcStride, std::span<uint8_t> dst,
+                       size_t dstStride, uint32_t width, uint32_t height, uint8_t threshold) {
+  for (uint32_t r = 0; r < height; ++r)
+    packRow(src.data() + r * srcStride, dst.data() + r * dstStride, width, threshold);
+}
+
+MemHandle ThresholdToMonochrome(MemHandle image, uint8_t threshold) {
+  LockedBlock source(image);
+  if (!source || source.size() < dib::kInfoHeaderSize) return nullptr;
+  const dib::Header h = dib::readHeader(source.data());
+  if (uint32_t{h.bitCount} * h.planes != 8) return nullptr;
+  const auto layout = dib::measure(source.data(), source.size());
+  if (!layout) return nullptr;
+  const uint32_t outStride = (layout->width + 31) / 32 * 4;
+  const uint64_t pixelBytes = uint64_t{outStride} * layout->height;
+  OwnedBlock made = OwnedBlock::allocate(pixelBytes + 48);
+  if (!made) return nullptr;
+  LockedBlock out(made.get());
+  if (!out) return nullptr;
+
+  dib::Header oh;
+  oh.width = h.width;
+  oh.height = h.height;
+  oh.planes = 1;
+  oh.bitCount = 1;
+  oh.sizeImage = static_cast<uint32_t>(pixelBytes);
+  oh.xPelsPerMeter = h.xPelsPerMeter;
+  oh.yPelsPerMeter = h.yPelsPerMeter;
+  oh.clrUsed = 2;
+  dib::writeHeader(out.data(), oh);
+  std::memcpy(out.data() + dib::kInfoHeaderSize, kMonoPalette, sizeof kMonoPalette);
+  packThresholdRows(source.bytes().subspan(layout->pixelOffset), layout->stride,
+                    out.bytes().subspan(48), outStride, layout->width, layout->height, threshold);
+  out.unlock();
+  return made.release();
+}
+
+}  // namespace nadiro::dither
+
+using namespace nadiro;
+
+extern "C" NADIRO_API NadiroHandle NADIRO_CALL DitherOrdered(NadiroHandle image, uint32_t type) {
+  if (!image || type >= dither::kOrderedMatrixCount) return nullptr;
+  LockedBlock source(image);
+  if (!source || source.size() < dib::kInfoHeaderSize) return nullptr;
+  if (dib::load<uint16_t>(source.data(), dib::kBitCount) != 8) return nullptr;
+  const auto layout = dib::measure(source.data(), source.size());
+  if (!layout) return nullptr;
+
+  OwnedBlock copy(dib::DibDuplicate(image));
+  if (!copy) return nullptr;
+  {
+    LockedBlock work(copy.get());
+    if (!work) return nullptr;
+    const auto pixels = work.bytes().subspan(layout->pixelOffset);
+    const uint8_t largest =
+        dither::largestPixel(pixels, layout->stride, layout->width, layout->height);
+    dither::orderedDitherRows(pixels, layout->stride, layout->width, layout->height,
+                              dither::orderedMatrix(type), largest);
+  }
+  source.unlock();
+  return dither::ThresholdToMonochrome(copy.get(), 128);
+}

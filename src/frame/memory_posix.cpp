@@ -1,0 +1,139 @@
+// Image handles on POSIX: a process-wide table of blocks behind opaque
+// handle values. A handle is (generation << half-word) | (slot + 1), so a
+// freed, forged or garbage handle is recognised without touching memory and
+// simply locks to null, as a bad HGLOBAL does on Windows.
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <vector>
+
+#include "frame/memory.h"
+#include "nadiro/nadiro.h"
+
+namespace nadiro {
+namespace {
+
+constexpr unsigned kSlotBits = sizeof(uintptr_t) * 4;
+constexpr uintptr_t kSlotMask = (uintptr_t{1} << kSlotBits) - 1;
+constexpr uint32_t kZeroInit = 0x40;  // GMEM_ZEROINIT
+
+struct Slot {
+  unsigned char* data = nullptr;
+  size_t size = 0;
+  uint32_t locks = 0;
+  uintptr_t generation = 1;
+  bool live = false;
+};
+
+class HandleTable {
+ public:
+  MemHandle alloc(uint32_t flags, size_t bytes) {
+    if (bytes > kMaxBlockBytes) return nullptr;
+    // One byte at least, so that a zero-sized block still has an address.
+    void* data = (flags & kZeroInit) ? std::calloc(bytes ? bytes : 1, 1)
+                                     : std::malloc(bytes ? bytes : 1);
+    if (!data) return nullptr;
+    std::lock_guard guard(mutex_);
+    size_t index;
+    if (!free_.empty()) {
+      index = free_.back();
+      free_.pop_back();
+    } else {
+      if (slots_.size() >= kSlotMask) {
+        std::free(data);
+        return nullptr;
+      }
+      index = slots_.size();
+      slots_.emplace_back();
+    }
+    Slot& s = slots_[index];
+    s.data = static_cast<unsigned char*>(data);
+    s.size = bytes;
+    s.locks = 0;
+    s.live = true;
+    return encode(index, s.generation);
+  }
+
+  void* lock(MemHandle h) {
+    std::lock_guard guard(mutex_);
+    Slot* s = find(h);
+    if (!s) return nullptr;
+    ++s->locks;
+    return s->data;
+  }
+
+  bool unlock(MemHandle h) {
+    std::lock_guard guard(mutex_);
+    Slot* s = find(h);
+    if (!s || s->locks == 0) return false;
+    --s->locks;
+    return s->locks != 0;
+  }
+
+  size_t size(MemHandle h) {
+    std::lock_guard guard(mutex_);
+    Slot* s = find(h);
+    return s ? s->size : 0;
+  }
+
+  MemHandle release(MemHandle h) {
+    unsigned char* data;
+    {
+      std::lock_guard guard(mutex_);
+      Slot* s = find(h);
+      if (!s) return h;
+      data = s->data;
+      *s = Slot{nullptr, 0, 0, s->generation + 1, false};
+      if (s->generation > (~uintptr_t{0} >> kSlotBits)) s->generation = 1;
+      free_.push_back(static_cast<size_t>(reinterpret_cast<uintptr_t>(h) & kSlotMask) - 1);
+    }
+    std::free(data);
+    return nullptr;
+  }
+
+ private:
+  static MemHandle encode(size_t index, uintptr_t generation) {
+    return reinterpret_cast<MemHandle>((generation << kSlotBits) | (uintptr_t{index} + 1));
+  }
+
+  Slot* find(MemHandle h) {
+    const auto value = reinterpret_cast<uintptr_t>(h);
+    const uintptr_t slot = value & kSlotMask;
+    if (slot == 0 || slot > slots_.size()) return nullptr;
+    Slot& s = slots_[slot - 1];
+    if (!s.live || s.generation != (value >> kSlotBits)) return nullptr;
+    return &s;
+  }
+
+  std::mutex mutex_;
+  std::vector<Slot> slots_;
+  std::vector<size_t> free_;
+};
+
+HandleTable& table() {
+  // Never destroyed: handles may still be freed from other static destructors.
+  static HandleTable* t = new HandleTable;
+  return *t;
+}
+
+}  // namespace
+
+MemHandle memAlloc(uint32_t flags, size_t bytes) { return table().alloc(flags, bytes); }
+void* memLock(MemHandle handle) { return table().lock(handle); }
+bool memUnlock(MemHandle handle) { return table().unlock(handle); }
+size_t memSize(MemHandle handle) { return table().size(handle); }
+MemHandle memFree(MemHandle handle) { return table().release(handle); }
+
+}  // namespace nadiro
+
+extern "C" {
+NADIRO_API NadiroHandle NadiroGlobalAlloc(uint32_t flags, size_t bytes) {
+  return nadiro::memAlloc(flags, bytes);
+}
+NADIRO_API void* NadiroGlobalLock(NadiroHandle handle) { return nadiro::memLock(handle); }
+NADIRO_API int32_t NadiroGlobalUnlock(NadiroHandle handle) {
+  return nadiro::memUnlock(handle) ? 1 : 0;
+}
+NADIRO_API size_t NadiroGlobalSize(NadiroHandle handle) { return nadiro::memSize(handle); }
+NADIRO_API NadiroHandle NadiroGlobalFree(NadiroHandle handle) { return nadiro::memFree(handle); }
+}

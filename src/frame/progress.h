@@ -1,0 +1,24 @@
+// The progress dialog of long operations. It belongs to the calling thread;
+// its state lives in the thread's error block. Callers clear the cancel flag
+// on entry, create the dialog with (units + 1, divisor), step before every
+// unit whose index is a multiple of the divisor while the dialog is open,
+// stop as soon as the cancel flag is 1, and destroy the dialog at the end.
+#pragma once
+
+#include <cstdint>
+
+#include "frame/thread_state.h"
+
+namespace nadiro {
+
+// 1 if the dialog exists, 0 if it could not be created.
+int ProgressCreate(void* owner, int32_t total, int32_t divisor);
+// Pumps pending messages, advances the bar; returns its previous position.
+int ProgressStep();
+// 1 if a dialog was destroyed, 0 if none was open.
+int ProgressDestroy();
+
+inline bool progressOpen() { return ThreadErrorBlock()->progressWindow != nullptr; }
+inline bool cancelRequested() { return ThreadErrorBlock()->cancel == 1; }
+
+}  // namespace nadiro

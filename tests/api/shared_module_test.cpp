@@ -1,0 +1,81 @@
+// Loads the real shared module and uses nothing but the public header, as a
+// host program does.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "nadiro/nadiro.h"
+
+namespace {
+
+class SharedModule : public testing::Test {
+ protected:
+  static void SetUpTestSuite() { module_ = dlopen(NADIRO_MODULE_PATH, RTLD_NOW | RTLD_LOCAL); }
+  static void TearDownTestSuite() {
+    if (module_) dlclose(module_);
+  }
+  template <typename F>
+  F* entry(const char* name) {
+    return reinterpret_cast<F*>(dlsym(module_, name));
+  }
+  static void* module_;
+};
+void* SharedModule::module_ = nullptr;
+
+TEST_F(SharedModule, ExportsTheDocumentedNames) {
+  ASSERT_NE(module_, nullptr) << dlerror();
+  for (const char* name : {"GetNadiroVersion", "DitherOrdered", "NadiroGlobalAlloc",
+                           "NadiroGlobalLock", "NadiroGlobalUnlock", "NadiroGlobalSize",
+                           "NadiroGlobalFree"})
+    EXPECT_NE(dlsym(module_, name), nullptr) << name;
+  // Internal helpers stay internal.
+  EXPECT_EQ(dlsym(module_, "ThresholdToMonochrome"), nullptr);
+}
+
+TEST_F(SharedModule, DithersATwoPixelImage) {
+  ASSERT_NE(module_, nullptr);
+  auto alloc = entry<decltype(NadiroGlobalAlloc)>("NadiroGlobalAlloc");
+  auto lock = entry<decltype(NadiroGlobalLock)>("NadiroGlobalLock");
+  auto unlock = entry<decltype(NadiroGlobalUnlock)>("NadiroGlobalUnlock");
+  auto release = entry<decltype(NadiroGlobalFree)>("NadiroGlobalFree");
+  auto dither = entry<decltype(DitherOrdered)>("DitherOrdered");
+
+  NadiroHandle img = alloc(NADIRO_GMEM_MOVEABLE_ZERO, 40 + 1024 + 4);
+  auto* p = static_cast<unsigned char*>(lock(img));
+  ASSERT_NE(p, nullptr);
+  const uint32_t size = 40;
+  const int32_t w = 3, h = 1;
+  const uint16_t planes = 1, bits = 8;
+  std::memcpy(p, &size, 4);
+  std::memcpy(p + 4, &w, 4);
+  std::memcpy(p + 8, &h, 4);
+  std::memcpy(p + 12, &planes, 2);
+  std::memcpy(p + 14, &bits, 2);
+  p[1064] = 0;    // 0 against the Bayer matrix's 0: white
+  p[1065] = 10;   // (10 * 63) / 200 = 3.15 against 48: black
+  p[1066] = 200;  // the largest value: white
+  unlock(img);
+
+  NadiroHandle out = dither(img, 4);
+  ASSERT_NE(out, nullptr);
+  auto* q = static_cast<unsigned char*>(lock(out));
+  ASSERT_NE(q, nullptr);
+  EXPECT_EQ(q[14], 1);
+  EXPECT_EQ(q[48], 0xA0);
+  unlock(out);
+  EXPECT_EQ(release(out), nullptr);
+  EXPECT_EQ(release(img), nullptr);
+  EXPECT_EQ(lock(img), nullptr);
+}
+
+TEST_F(SharedModule, Version) {
+  ASSERT_NE(module_, nullptr);
+  auto version = entry<decltype(GetNadiroVersion)>("GetNadiroVersion");
+  char buf[16] = {};
+  EXPECT_EQ(version(buf, 16), 0);
+  EXPECT_EQ(std::string(buf), "Version 13.10");
+}
+
+}  // namespace

@@ -1,0 +1,81 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include "frame/memory.h"
+#include "support/images.h"
+
+namespace nadiro {
+namespace {
+
+TEST(Memory, LocksNestAndUnlockCountsDown) {
+  MemHandle h = memAlloc(kMemMoveableZero, 16);
+  ASSERT_NE(h, nullptr);
+  void* a = memLock(h);
+  void* b = memLock(h);
+  ASSERT_NE(a, nullptr);
+  EXPECT_EQ(a, b);
+  EXPECT_TRUE(memUnlock(h));   // one lock left
+  EXPECT_FALSE(memUnlock(h));  // now unlocked
+  EXPECT_FALSE(memUnlock(h));  // unlocking an unlocked block changes nothing
+  EXPECT_EQ(memFree(h), nullptr);
+}
+
+TEST(Memory, ZeroFillFlagsAndSize) {
+  for (uint32_t flags : {kMemFixedZero, kMemMoveableZero}) {
+    MemHandle h = memAlloc(flags, 1000);
+    ASSERT_NE(h, nullptr);
+    EXPECT_EQ(memSize(h), 1000u);
+    auto* p = static_cast<uint8_t*>(memLock(h));
+    ASSERT_NE(p, nullptr);
+    EXPECT_EQ(std::count(p, p + 1000, 0), 1000);
+    memUnlock(h);
+    memFree(h);
+  }
+}
+
+TEST(Memory, BadHandlesLockToNullAndHaveNoSize) {
+  MemHandle freed = memAlloc(kMemMoveableZero, 8);
+  ASSERT_EQ(memFree(freed), nullptr);
+  std::vector<MemHandle> bad = {nullptr, freed, test::garbageHandle(1), test::garbageHandle(99),
+                                reinterpret_cast<MemHandle>(~uintptr_t{0})};
+  for (MemHandle h : bad) {
+    EXPECT_EQ(memLock(h), nullptr);
+    EXPECT_EQ(memSize(h), 0u);
+    EXPECT_FALSE(memUnlock(h));
+    if (h) {
+      EXPECT_EQ(memFree(h), h) << "freeing a bad handle reports failure";
+    }
+  }
+  // A slot reused after a free does not revive the old handle.
+  MemHandle again = memAlloc(kMemMoveableZero, 8);
+  EXPECT_EQ(memLock(freed), nullptr);
+  memFree(again);
+}
+
+TEST(Memory, RefusesBlocksBeyondThe32BitLimit) {
+  EXPECT_EQ(memAlloc(kMemMoveableZero, size_t{kMaxBlockBytes} + 1), nullptr);
+}
+
+TEST(Memory, ThreadsAllocateAndFreeConcurrently) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([t] {
+      for (int i = 0; i < 2000; ++i) {
+        MemHandle h = memAlloc(kMemMoveableZero, 32);
+        auto* p = static_cast<uint8_t*>(memLock(h));
+        ASSERT_NE(p, nullptr);
+        std::memset(p, t, 32);
+        EXPECT_EQ(p[31], t);
+        memUnlock(h);
+        EXPECT_EQ(memFree(h), nullptr);
+      }
+    });
+  }
+  for (auto& th : threads) th.join();
+}
+
+}  // namespace
+}  // namespace nadiro
