@@ -1,0 +1,3 @@
+list(APPEND NADIRO_SOURCES
+  src/dither/ordered.cpp
+)
