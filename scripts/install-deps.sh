@@ -3,7 +3,7 @@
 # Packages already present are left alone, so this is quick on a set-up machine.
 set -euo pipefail
 
-packages=(cmake g++ ninja-build pkg-config libgtest-dev libbenchmark-dev)
+packages=(cmake g++ ninja-build pkg-config libgtest-dev libbenchmark-dev libpng-dev libjpeg62-turbo-dev)
 # Extra package groups, asked for by the scripts that need them.
 for group in "$@"; do
   case "$group" in
