@@ -7,6 +7,7 @@ packages=(cmake g++ ninja-build pkg-config libgtest-dev libbenchmark-dev libpng-
 # Extra package groups, asked for by the scripts that need them.
 for group in "$@"; do
   case "$group" in
+    browser) packages+=(chromium) ;;
     windows) packages+=(g++-mingw-w64-i686 wine wine32:i386) ;;
     *) echo "install-deps: unknown group '$group'" >&2; exit 2 ;;
   esac
