@@ -1,21 +1,32 @@
 #!/usr/bin/env bash
 # Installs what building and testing Nadiro needs on Debian 12, as root.
 # Packages already present are left alone, so this is quick on a set-up machine.
+#
+# Groups:
+#   windows  the i686 mingw-w64 cross compiler, 32-bit Wine and Xvfb, used to
+#            build NadiroUser.dll and run its test program.
 set -euo pipefail
 
 packages=(cmake g++ ninja-build pkg-config libgtest-dev libbenchmark-dev libpng-dev libjpeg62-turbo-dev)
+want_i386=0
 # Extra package groups, asked for by the scripts that need them.
 for group in "$@"; do
   case "$group" in
     browser) packages+=(chromium) ;;
-    windows) packages+=(g++-mingw-w64-i686 wine wine32:i386) ;;
+    windows)
+      packages+=(g++-mingw-w64-i686 wine wine32:i386 wine64 xvfb xauth)
+      want_i386=1
+      ;;
     *) echo "install-deps: unknown group '$group'" >&2; exit 2 ;;
   esac
 done
 
+installed() {
+  dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q "install ok installed"
+}
 missing=()
 for p in "${packages[@]}"; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+  installed "$p" || missing+=("$p")
 done
 [ ${#missing[@]} -eq 0 ] && exit 0
 
@@ -24,9 +35,56 @@ if [ "$(id -u)" -ne 0 ]; then
   command -v sudo >/dev/null || { echo "install-deps: run as root to install: ${missing[*]}" >&2; exit 1; }
   as_root=(sudo)
 fi
-if printf '%s\n' "${missing[@]}" | grep -q ':i386$'; then
+if [ "$want_i386" -eq 1 ] && ! dpkg --print-foreign-architectures | grep -qx i386; then
   "${as_root[@]}" dpkg --add-architecture i386
 fi
 export DEBIAN_FRONTEND=noninteractive
-"${as_root[@]}" apt-get update -qq
-"${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"
+
+# A failed index download (for instance a security mirror in mid-sync) is
+# not fatal here: the fallback below copes with the one case that matters.
+"${as_root[@]}" apt-get update -qq || true
+
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+if "${as_root[@]}" apt-get install -y -q --no-install-recommends "${missing[@]}" >"$log" 2>&1; then
+  exit 0
+fi
+
+# The i386 index of the security suite can lag behind the main archive; apt
+# then cannot satisfy the :i386 dependencies of wine32. Installing from the
+# main bookworm archive alone, with its own lists, resolves them.
+if ! grep -q ':i386' "$log"; then
+  cat "$log" >&2
+  exit 1
+fi
+echo "install-deps: :i386 dependencies unmet; retrying against the main archive only" >&2
+
+# The URI of the machine's main bookworm entry (deb822 or one-line form).
+main_uri() {
+  local f
+  for f in /etc/apt/sources.list.d/*.sources; do
+    [ -f "$f" ] || continue
+    awk '
+      /^[[:space:]]*$/ { if (uri != "" && main) { print uri; exit } uri = ""; main = 0; next }
+      /^URIs:/ { uri = $2 }
+      /^Suites:/ { for (i = 2; i <= NF; i++) if ($i == "bookworm") main = 1 }
+      END { if (uri != "" && main) print uri }
+    ' "$f" | head -n1
+  done
+  for f in /etc/apt/sources.list /etc/apt/sources.list.d/*.list; do
+    [ -f "$f" ] || continue
+    sed -E 's/\[[^]]*\]//' "$f" | awk '$1 == "deb" && $3 == "bookworm" { print $2 }'
+  done
+}
+uri=$(main_uri | head -n1)
+uri=${uri:-http://deb.debian.org/debian}
+
+alt=$(mktemp -d)
+trap 'rm -f "$log"; rm -rf "$alt"' EXIT
+mkdir -p "$alt/lists/partial"
+echo "deb $uri bookworm main" >"$alt/sources.list"
+apt_alt=(-o "Dir::State::Lists=$alt/lists" -o "Dir::Etc::SourceList=$alt/sources.list"
+         -o "Dir::Etc::SourceParts=/dev/null")
+"${as_root[@]}" apt-get "${apt_alt[@]}" update -qq
+"${as_root[@]}" apt-get "${apt_alt[@]}" install -y -q --no-install-recommends --allow-downgrades \
+  "${missing[@]}"

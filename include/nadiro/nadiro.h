@@ -23,6 +23,27 @@
 #define NADIRO_CALL
 #endif
 
+/* Three-byte colour records returned by value (the pixel conversions whose
+ * target is not CMYK) follow the 32-bit Windows compiler convention: the
+ * caller passes a hidden pointer to the result as the first stack argument,
+ * the callee writes the record there, returns that pointer in EAX and, under
+ * __stdcall, pops its arguments including the hidden pointer (ret 8 for one
+ * visible argument). Put NADIRO_RECORD_RETURN on every such export, between
+ * the return type and NADIRO_CALL:
+ *
+ *   NADIRO_API <record type> NADIRO_RECORD_RETURN NADIRO_CALL RGBtoHSV(const uint8_t* rgb);
+ *
+ * GCC already pops the hidden pointer in __stdcall functions; the attribute
+ * states it explicitly so the calling convention does not rest on a compiler
+ * default (for other conventions GCC targeting Windows leaves it to the
+ * caller). A test calls the exports through void* (__stdcall*)(void*, const
+ * void*) and counts the bytes popped. */
+#if defined(_WIN32) && !defined(_WIN64) && defined(__GNUC__) && !defined(__clang__)
+#define NADIRO_RECORD_RETURN __attribute__((callee_pop_aggregate_return(1)))
+#else
+#define NADIRO_RECORD_RETURN
+#endif
+
 /* Export visibility. On Windows the module-definition file fixes the names. */
 #if !defined(_WIN32) && defined(NADIRO_BUILDING_LIBRARY)
 #define NADIRO_API __attribute__((visibility("default")))
@@ -342,6 +363,34 @@ NADIRO_API int32_t NadiroGlobalUnlock(NadiroHandle handle);
 NADIRO_API size_t NadiroGlobalSize(NadiroHandle handle);
 /* Releases the block; returns NULL on success, the handle on failure. */
 NADIRO_API NadiroHandle NadiroGlobalFree(NadiroHandle handle);
+#endif
+
+/* ------------------------------------------------------------------------
+ * Progress on platforms without the Windows dialog manager. Operations asked
+ * to show progress report to a hook that the host installs for the calling
+ * thread (progress belongs to the thread, as the Windows dialog does). With
+ * no hook installed nothing is shown and the operations run as if a dialog
+ * were open that nobody cancels.
+ * ------------------------------------------------------------------------ */
+#if !defined(_WIN32)
+typedef struct NadiroProgressHook {
+  void* context; /* handed back to every callback */
+  /* The dialog opens: owner as given to the export, `total` work units, one
+   * step every `divisor` units (the Windows bar runs 0 .. total/divisor + 1).
+   * Return 0 when it cannot be shown; the operation then fails as it does
+   * when the dialog cannot be created. */
+  int32_t (*create)(void* context, NadiroWindow owner, int32_t total, int32_t divisor);
+  /* The bar advances by one step from `position`. Return non-zero to press
+   * Cancel: the dialog closes at once (destroy is called) and the operation
+   * stops at its next unit and fails. */
+  int32_t (*step)(void* context, int32_t position);
+  /* The dialog closes: the operation ended, or Cancel was pressed. */
+  void (*destroy)(void* context);
+} NadiroProgressHook;
+
+/* Installs a copy of *hook for the calling thread; NULL removes it. Any
+ * callback may be NULL. */
+NADIRO_API void NadiroSetProgressHook(const NadiroProgressHook* hook);
 #endif
 
 #ifdef __cplusplus

@@ -18,6 +18,16 @@ int ProgressStep();
 // 1 if a dialog was destroyed, 0 if none was open.
 int ProgressDestroy();
 
+// The bar's upper end for a dialog created with (total, divisor): the bar
+// runs 0 .. total / divisor + 1. Callers pass divisors 5 and 1500; a divisor
+// of 0 (or a quotient that would overflow) gives a one-step bar instead of a
+// division fault.
+inline int32_t progressRange(int32_t total, int32_t divisor) {
+  if (divisor == 0 || (divisor == -1 && total == INT32_MIN)) return 1;
+  const int32_t steps = total / divisor;
+  return steps == INT32_MAX ? steps : steps + 1;
+}
+
 inline bool progressOpen() { return ThreadErrorBlock()->progressWindow != nullptr; }
 inline bool cancelRequested() { return ThreadErrorBlock()->cancel == 1; }
 
