@@ -1,8 +1,9 @@
 // Dithering throughput: every error-diffusion and window method on a
 // 3840x2160 24-bit image, to each target depth it supports. Items are
-// pixels, so items_per_second is pixels/s; the MP/s counter is megapixels/s.
+// pixels, so items_per_second is pixels/s; the Mpixels counter is megapixels/s.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <random>
 #include <vector>
@@ -60,7 +61,7 @@ void run(benchmark::State& state, F dither) {
   }
   const int64_t pixels = int64_t{kWidth} * kHeight;
   state.SetItemsProcessed(state.iterations() * pixels);
-  state.counters["MP/s"] = benchmark::Counter(static_cast<double>(pixels) / 1e6,
+  state.counters["Mpixels"] = benchmark::Counter(static_cast<double>(pixels) / 1e6,
                                               benchmark::Counter::kIsIterationInvariantRate);
 }
 

@@ -79,41 +79,65 @@ constexpr const Kernel* kKernels[kDiffusionCount] = {
 
 inline int16_t wrap16(int value) { return static_cast<int16_t>(value); }
 
-// Spreads e from column x by every tap of K; taps are unrolled at compile time.
-template <const Kernel& K, bool Overwriting, size_t... I>
-inline void spread(int16_t* const* rows, uint32_t x, int e, std::index_sequence<I...>) {
-  auto one = [&](const Tap& tap) {
+// Spreads e from column x by tap I of K. The current row's entries x .. x+2
+// ride in `ahead` (registers) so that a pixel's right-hand shares reach the
+// next pixels without a store and reload; the rows below are written in place.
+template <const Kernel& K, bool Overwriting, size_t I>
+inline void applyTap(int16_t* const* rows, int16_t* ahead, uint32_t x, int e) {
+  constexpr Tap tap = K.taps[I];
+  constexpr bool store =
+      tap.take == Take::Store || (Overwriting && tap.take == Take::StoreWhenOverwriting);
+  const int share = (e * tap.weight) / static_cast<int>(K.divisor);
+  if constexpr (tap.row == 0) {
+    static_assert((tap.dx == 1 || tap.dx == 2) && !store, "current-row taps add to x+1, x+2");
+    ahead[tap.dx] = wrap16(ahead[tap.dx] + share);
+  } else {
     int16_t* entry = rows[tap.row] + static_cast<ptrdiff_t>(x) + tap.dx;
-    const int share = (e * tap.weight) / static_cast<int>(K.divisor);
-    const bool store =
-        tap.take == Take::Store || (Overwriting && tap.take == Take::StoreWhenOverwriting);
     *entry = store ? wrap16(share) : wrap16(*entry + share);
-  };
-  (one(K.taps[I]), ...);
+  }
 }
 
-template <const Kernel& K, bool Overwriting>
-inline void spread(int16_t* const* rows, uint32_t x, int e) {
-  spread<K, Overwriting>(rows, x, e, std::make_index_sequence<K.tapCount>{});
+template <const Kernel& K, bool Overwriting, size_t... I>
+inline void spread(int16_t* const* rows, int16_t* ahead, uint32_t x, int e,
+                   std::index_sequence<I...>) {
+  (applyTap<K, Overwriting, I>(rows, ahead, x, e), ...);
+}
+
+// Runs a row: `quantise(x, v)` returns the error of entry x's value v and
+// records the output; a zero error writes nothing (so an entry a store
+// would overwrite keeps its value too).
+template <const Kernel& K, bool Overwriting, typename Quantise>
+inline void diffuseRow(int16_t* const* rows, uint32_t width, Quantise quantise) {
+  int16_t* current = rows[0];
+  int16_t ahead[3] = {current[0], current[1], current[2]};
+  for (uint32_t x = 0; x < width; ++x) {
+    const int e = quantise(x, int{ahead[0]});
+    if (e != 0)
+      spread<K, Overwriting>(rows, ahead, x, e, std::make_index_sequence<K.tapCount>{});
+    ahead[0] = ahead[1];
+    ahead[1] = ahead[2];
+    ahead[2] = current[x + 3];
+  }
+  // Leave the row as in-place updates would have: only x+1 and x+2 of the
+  // last pixel changed past the width.
+  current[width] = ahead[0];
+  current[width + 1] = ahead[1];
 }
 
 // 1-bit row: white (bit set) above 128 with error v - 255, else black with
-// error v. Bits most significant first; a zero error writes nothing.
+// error v. Bits most significant first.
 template <const Kernel& K, bool Overwriting>
 void bitRow(int16_t* const* rows, uint32_t width, uint8_t* out) {
-  const int16_t* current = rows[0];
   unsigned bits = 0;
-  for (uint32_t x = 0; x < width; ++x) {
-    const int v = current[x];
+  diffuseRow<K, Overwriting>(rows, width, [&](uint32_t x, int v) {
     const bool white = v > 128;
-    const int e = white ? v - 255 : v;
     bits = bits << 1 | unsigned{white};
     if ((x & 7) == 7) {
       out[x >> 3] = static_cast<uint8_t>(bits);
       bits = 0;
     }
-    if (e != 0) spread<K, Overwriting>(rows, x, e);
-  }
+    return white ? v - 255 : v;
+  });
   if (const uint32_t rest = width & 7) out[width >> 3] = static_cast<uint8_t>(bits << (8 - rest));
 }
 
@@ -122,14 +146,11 @@ void bitRow(int16_t* const* rows, uint32_t width, uint8_t* out) {
 // still carries 31), level stored at bit OutShift of the output byte.
 template <const Kernel& K, bool Overwriting, int Shift, int Top, int OutShift>
 void levelRow(int16_t* const* rows, uint32_t width, uint8_t* out) {
-  const int16_t* current = rows[0];
-  for (uint32_t x = 0; x < width; ++x) {
-    const int v = current[x];
+  diffuseRow<K, Overwriting>(rows, width, [&](uint32_t x, int v) {
     const int level = v < 0 ? 0 : std::min(v >> Shift, Top);
-    const int e = v - (level << Shift);
     out[x] = static_cast<uint8_t>(out[x] | (level << OutShift));
-    if (e != 0) spread<K, Overwriting>(rows, x, e);
-  }
+    return v - (level << Shift);
+  });
 }
 
 template <const Kernel& K>

@@ -17,12 +17,15 @@ namespace {
 // higher. Rank r < k becomes 255, r = k becomes rem, r > k becomes 0. The
 // pixel is white when the new a[x] is 255; otherwise a[x] is carried on as
 // the residual (halved for DitherSharp).
+// The right-hand pair a[x+1], b[x+1] that a window rewrites is the next
+// window's left-hand pair, so it is carried in registers.
 template <bool Halve>
 void windowRowT(int16_t* a, int16_t* b, uint32_t width, uint8_t* out) {
   int negCarry = 0, residual = 0;
   unsigned bits = 0;
+  int w0 = a[0], w2 = b[0];
   for (uint32_t x = 0; x < width; ++x) {
-    const int w0 = a[x], w1 = a[x + 1], w2 = b[x], w3 = b[x + 1];
+    const int w1 = a[x + 1], w3 = b[x + 1];
     const int sum = w0 + w1 + w2 + w3 + negCarry + residual;
     int s = sum;
     if (sum < 0) {
@@ -36,12 +39,12 @@ void windowRowT(int16_t* a, int16_t* b, uint32_t width, uint8_t* out) {
     const int r1 = (w0 >= w1) + (w2 > w1) + (w3 > w1);
     const int r2 = (w0 >= w2) + (w1 >= w2) + (w3 > w2);
     const int r3 = (w0 >= w3) + (w1 >= w3) + (w2 >= w3);
-    auto level = [&](int r) { return static_cast<int16_t>(r < k ? 255 : r == k ? rem : 0); };
-    const int16_t first = level(r0);
-    a[x] = first;
-    a[x + 1] = level(r1);
-    b[x] = level(r2);
-    b[x + 1] = level(r3);
+    auto level = [&](int r) { return r < k ? 255 : r == k ? rem : 0; };
+    const int first = level(r0);
+    a[x] = static_cast<int16_t>(first);
+    b[x] = static_cast<int16_t>(level(r2));
+    w0 = level(r1);
+    w2 = level(r3);
     const bool white = first == 255;
     residual = white ? 0 : first;
     if constexpr (Halve) residual /= 2;
@@ -51,6 +54,8 @@ void windowRowT(int16_t* a, int16_t* b, uint32_t width, uint8_t* out) {
       bits = 0;
     }
   }
+  a[width] = static_cast<int16_t>(w0);
+  b[width] = static_cast<int16_t>(w2);
   if (const uint32_t rest = width & 7) out[width >> 3] = static_cast<uint8_t>(bits << (8 - rest));
 }
 

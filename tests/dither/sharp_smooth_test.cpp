@@ -22,7 +22,10 @@ struct Case {
   int32_t bits;
 };
 
-Export exportOf(bool sharp) { return sharp ? &DitherSharp : &DitherSmooth; }
+Export exportOf(bool sharp) {
+  if (sharp) return [](NadiroHandle h, int32_t b) { return DitherSharp(h, b); };
+  return [](NadiroHandle h, int32_t b) { return DitherSmooth(h, b); };
+}
 
 std::vector<Case> allCases() {
   std::vector<Case> cases;
