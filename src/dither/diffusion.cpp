@@ -9,8 +9,6 @@
 #include <cstring>
 #include <utility>
 
-#include "frame/dib.h"
-#include "frame/thread_state.h"
 #include "nadiro/nadiro.h"
 
 namespace nadiro::dither {
@@ -235,36 +233,14 @@ void diffusionCore(const SourceRows& source, uint32_t bits, const DitherBuffers&
 // The shell shared by the eight exports. `flag` 0 asks for the overwriting
 // form; 8-bit targets always get it.
 MemHandle ditherExport(MemHandle image, int32_t bits, Diffusion method, int32_t flag) {
-  if (bits != 1 && bits != 4 && bits != 8) {
-    setPixelStatus(NADIRO_PIXEL_BAD_ARGUMENT);
-    return nullptr;
-  }
-  if (bits == 8) flag = 0;
-  setPixelStatus(NADIRO_PIXEL_OK);
-  if (!image) {
-    setPixelStatus(NADIRO_PIXEL_BAD_ARGUMENT);
-    return nullptr;
-  }
-  LockedBlock block(image);
-  if (!block) {
-    setPixelStatus(NADIRO_PIXEL_CANNOT_LOCK);
-    return nullptr;
-  }
-  // A block too short for a header is not an image.
-  if (block.size() < dib::kInfoHeaderSize) {
-    setPixelStatus(NADIRO_PIXEL_BAD_ARGUMENT);
-    return nullptr;
-  }
-  const auto target = static_cast<uint32_t>(bits);
+  constexpr DitherChecks kChecks{true, NADIRO_PIXEL_BAD_ARGUMENT, NADIRO_PIXEL_CANNOT_LOCK, false};
+  LockedBlock block;
   SourceRows source;
-  switch (checkDitherSource(block, target, source)) {
-    case SourceCheck::BadDepth: setPixelStatus(NADIRO_PIXEL_BAD_SOURCE_DEPTH); return nullptr;
-    case SourceCheck::BadImage: setPixelStatus(NADIRO_PIXEL_BAD_ARGUMENT); return nullptr;
-    case SourceCheck::Ok: break;
-  }
-  const ExportCall call{method, flag == 0};
-  const uint64_t workBytes =
-      errorBlockBytes(target, diffusionRowsPerChannel(method), channelRowLength(source.depth, source.width));
+  if (!openDitherSource(image, bits, kChecks, block, source)) return nullptr;
+  const auto target = static_cast<uint32_t>(bits);
+  const ExportCall call{method, flag == 0 || target == 8};
+  const uint64_t workBytes = errorBlockBytes(target, diffusionRowsPerChannel(method),
+                                             channelRowLength(source.depth, source.width));
   return runDitherFrame(block, source, target, workBytes, &diffusionCore, &call);
 }
 

@@ -172,19 +172,45 @@ void MergeBitPlanes(std::span<const uint8_t> planes, uint32_t width, uint32_t he
   }
 }
 
-SourceCheck checkDitherSource(const LockedBlock& block, uint32_t bits, SourceRows& source) {
+bool openDitherSource(MemHandle image, int32_t bits, const DitherChecks& checks,
+                      LockedBlock& block, SourceRows& source) {
+  if (bits != 1 && bits != 4 && !(bits == 8 && checks.eightBitTarget)) {
+    setPixelStatus(NADIRO_PIXEL_BAD_ARGUMENT);
+    return false;
+  }
+  setPixelStatus(NADIRO_PIXEL_OK);
+  if (!image) {
+    setPixelStatus(checks.nullHandle);
+    return false;
+  }
+  block = LockedBlock(image);
+  if (!block) {
+    setPixelStatus(checks.cannotLock);
+    return false;
+  }
+  // A block too short for a header is not an image.
+  if (block.size() < dib::kInfoHeaderSize) {
+    setPixelStatus(NADIRO_PIXEL_BAD_ARGUMENT);
+    return false;
+  }
   const uint16_t depth = dib::load<uint16_t>(block.data(), dib::kBitCount);
-  if (depth <= bits) return SourceCheck::BadDepth;
-  if (depth != 4 && depth != 8 && depth != 24) return SourceCheck::BadDepth;
+  if (depth <= bits || (depth != 4 && depth != 8 && depth != 24)) {
+    setPixelStatus(NADIRO_PIXEL_BAD_SOURCE_DEPTH);
+    if (checks.badDepthKeepsLock) block.release();
+    return false;
+  }
   const auto layout = dib::measureAt(block.data(), block.size(), pixelOffsetFor(depth));
-  if (!layout) return SourceCheck::BadImage;
+  if (!layout) {
+    setPixelStatus(NADIRO_PIXEL_BAD_ARGUMENT);
+    return false;
+  }
   source.pixels = block.data() + layout->pixelOffset;
   source.colorTable = block.data() + kColorTableOffset;
   source.stride = layout->stride;
   source.width = layout->width;
   source.height = layout->height;
   source.depth = depth;
-  return SourceCheck::Ok;
+  return true;
 }
 
 MemHandle runDitherFrame(LockedBlock& sourceBlock, const SourceRows& source, uint32_t bits,

@@ -114,13 +114,23 @@ struct DitherBuffers {
 
 // ---- The export frame -------------------------------------------------
 
-// What checking a locked source found.
-enum class SourceCheck { Ok, BadDepth, BadImage };
+// The argument checks of an export family; the two families differ on
+// purpose in the depths they offer and in their codes.
+struct DitherChecks {
+  bool eightBitTarget;     // whether bits may be 8 (else only 1 or 4)
+  uint32_t nullHandle;     // code for a null image handle
+  uint32_t cannotLock;     // code for a handle that does not lock
+  bool badDepthKeepsLock;  // the refusal of a source depth leaves the image locked
+};
 
-// Checks the depth of a locked source against the target (deeper, and 4, 8
-// or 24 bits) and that the block holds the header, the fixed-size colour
-// table and every row; on success fills `source`.
-SourceCheck checkDitherSource(const LockedBlock& block, uint32_t bits, SourceRows& source);
+// The checks every dithering export makes, in order: `bits` (code 8, before
+// the handle is looked at), the handle, its lock, the source depth against
+// the target (deeper, and 4, 8 or 24 bits: code 20), and that the block
+// holds the header, the fixed-size colour table and every row (else code
+// 8). On success the status is 0, `block` holds the lock and `source` the
+// rows; on refusal the status holds the code.
+bool openDitherSource(MemHandle image, int32_t bits, const DitherChecks& checks,
+                      LockedBlock& block, SourceRows& source);
 
 // Runs one image through a method once the source is checked: sets the
 // pixel status to 1, allocates and locks the scratch blocks (channel rows,

@@ -4,8 +4,6 @@
 
 #include <cstring>
 
-#include "frame/dib.h"
-#include "frame/thread_state.h"
 #include "nadiro/nadiro.h"
 
 namespace nadiro::dither {
@@ -84,35 +82,12 @@ void windowCore(const SourceRows& source, uint32_t bits, const DitherBuffers& bu
 // The shell of both exports; its checks and codes differ from the error-
 // diffusion exports' on purpose: a null handle is 17, a failed lock 1.
 MemHandle windowExport(MemHandle image, int32_t bits, bool sharp) {
-  if (bits != 1 && bits != 4) {
-    setPixelStatus(NADIRO_PIXEL_BAD_ARGUMENT);
-    return nullptr;
-  }
-  setPixelStatus(NADIRO_PIXEL_OK);
-  if (!image) {
-    setPixelStatus(NADIRO_PIXEL_CANNOT_LOCK);
-    return nullptr;
-  }
-  LockedBlock block(image);
-  if (!block) {
-    setPixelStatus(NADIRO_PIXEL_NO_MEMORY);
-    return nullptr;
-  }
-  // A block too short for a header is not an image.
-  if (block.size() < dib::kInfoHeaderSize) {
-    setPixelStatus(NADIRO_PIXEL_BAD_ARGUMENT);
-    return nullptr;
-  }
-  const auto target = static_cast<uint32_t>(bits);
+  // A refused source depth has always left the caller's image locked.
+  constexpr DitherChecks kChecks{false, NADIRO_PIXEL_CANNOT_LOCK, NADIRO_PIXEL_NO_MEMORY, true};
+  LockedBlock block;
   SourceRows source;
-  switch (checkDitherSource(block, target, source)) {
-    case SourceCheck::BadDepth:
-      setPixelStatus(NADIRO_PIXEL_BAD_SOURCE_DEPTH);
-      block.release();  // this refusal has always left the caller's image locked
-      return nullptr;
-    case SourceCheck::BadImage: setPixelStatus(NADIRO_PIXEL_BAD_ARGUMENT); return nullptr;
-    case SourceCheck::Ok: break;
-  }
+  if (!openDitherSource(image, bits, kChecks, block, source)) return nullptr;
+  const auto target = static_cast<uint32_t>(bits);
   const uint32_t rows = sharp ? kSharpRowsPerChannel : kSmoothRowsPerChannel;
   const uint64_t workBytes =
       errorBlockBytes(target, rows, channelRowLength(source.depth, source.width));

@@ -64,25 +64,9 @@ class DiffusionMatchesReference : public testing::TestWithParam<Case> {};
 
 TEST_P(DiffusionMatchesReference, WholeBlockOnAwkwardSizes) {
   const Case& c = GetParam();
-  std::vector<int32_t> widths = {31, 33, 64};
-  for (int32_t w = 1; w <= 17; ++w) widths.push_back(w);
-  uint32_t seed = 1;
-  for (test::Fill fill : {test::Fill::Flat, test::Fill::Gradient, test::Fill::Noise}) {
-    for (int32_t height : {1, 2, 3, 7}) {
-      for (int32_t width : widths) {
-        const auto in = test::makeDib(
-            {.width = width, .height = height, .bits = c.depth, .fill = fill, .seed = ++seed});
-        test::ImageHandle img(in);
-        test::ImageHandle out(c.variant->call(img.get(), c.bits));
-        ASSERT_TRUE(out) << width << "x" << height;
-        EXPECT_EQ(ThreadErrorBlock()->pixelStatus, NADIRO_PIXEL_OK);
-        ASSERT_EQ(test::blockBytes(out.get()), expected(c, in))
-            << width << "x" << height << " fill " << static_cast<int>(fill);
-        ASSERT_EQ(test::blockBytes(img.get()), in) << "the caller's image is unchanged";
-        ASSERT_TRUE(test::notLocked(img.get()));
-      }
-    }
-  }
+  test::expectMatchOnAwkwardImages(
+      c.depth, 1, [&](MemHandle h) { return c.variant->call(h, c.bits); },
+      [&](const std::vector<uint8_t>& in) { return expected(c, in); });
 }
 
 // Saturated images drive the 8-bit quantiser's error (255 still carries 31)
@@ -205,19 +189,6 @@ TEST(Diffusion, ReadsPaletteImagesAtTheirFixedOffsets) {
 
 // ---- Refusals --------------------------------------------------------
 
-struct Refusal {
-  const char* what;
-  NadiroHandle image;
-  int32_t bits;
-  uint32_t code;
-};
-
-void expectRefused(Export call, NadiroHandle image, int32_t bits, uint32_t code, const char* what) {
-  ThreadErrorBlock()->pixelStatus = 12345;
-  EXPECT_EQ(call(image, bits), nullptr) << what;
-  EXPECT_EQ(ThreadErrorBlock()->pixelStatus, code) << what;
-}
-
 class DiffusionRefuses : public testing::TestWithParam<const Variant*> {};
 
 TEST_P(DiffusionRefuses, WithTheDocumentedCodes) {
@@ -226,9 +197,9 @@ TEST_P(DiffusionRefuses, WithTheDocumentedCodes) {
   test::ImageHandle img(good);
   // bits is checked before the handle is looked at.
   for (int32_t bits : {0, 2, 3, 5, 16, 24, -1})
-    expectRefused(call, test::garbageHandle(3), bits, NADIRO_PIXEL_BAD_ARGUMENT, "bits");
-  expectRefused(call, nullptr, 1, NADIRO_PIXEL_BAD_ARGUMENT, "null handle");
-  expectRefused(call, test::garbageHandle(5), 4, NADIRO_PIXEL_CANNOT_LOCK, "garbage handle");
+    test::expectRefused(call, test::garbageHandle(3), bits, NADIRO_PIXEL_BAD_ARGUMENT, "bits");
+  test::expectRefused(call, nullptr, 1, NADIRO_PIXEL_BAD_ARGUMENT, "null handle");
+  test::expectRefused(call, test::garbageHandle(5), 4, NADIRO_PIXEL_CANNOT_LOCK, "garbage handle");
 
   // Source depth: deeper than the target and 4, 8 or 24.
   const std::pair<uint16_t, int32_t> badDepths[] = {{4, 4}, {4, 8}, {8, 8}, {1, 1},
@@ -236,38 +207,19 @@ TEST_P(DiffusionRefuses, WithTheDocumentedCodes) {
   for (auto [depth, bits] : badDepths) {
     const auto in = test::makeDib({.width = 6, .height = 3, .bits = depth});
     test::ImageHandle h(in);
-    expectRefused(call, h.get(), bits, NADIRO_PIXEL_BAD_SOURCE_DEPTH, "depth");
+    test::expectRefused(call, h.get(), bits, NADIRO_PIXEL_BAD_SOURCE_DEPTH, "depth");
     EXPECT_EQ(test::blockBytes(h.get()), in);
     EXPECT_TRUE(test::notLocked(h.get()));
   }
 
   // Malformed blocks: refused as bad arguments, never read past, unchanged.
-  auto variant = [&](const char* what, auto edit) {
-    auto bytes = good;
-    edit(bytes);
-    test::ImageHandle h(bytes);
-    expectRefused(call, h.get(), 1, NADIRO_PIXEL_BAD_ARGUMENT, what);
-    EXPECT_EQ(test::blockBytes(h.get()), bytes) << what;
-    EXPECT_TRUE(test::notLocked(h.get())) << what;
-  };
-  variant("last row short", [](auto& b) { b.resize(b.size() - 1); });
-  variant("header only", [](auto& b) { b.resize(40); });
-  variant("header cut", [](auto& b) { b.resize(30); });
-  variant("empty block", [](auto& b) { b.clear(); });
-  variant("huge width", [](auto& b) { dib::store(b.data(), 4, int32_t{0x7FFFFFFF}); });
-  variant("huge height", [](auto& b) { dib::store(b.data(), 8, int32_t{0x40000000}); });
-  variant("negative width", [](auto& b) { dib::store(b.data(), 4, int32_t{-9}); });
-  variant("negative height", [](auto& b) { dib::store(b.data(), 8, int32_t{-4}); });
-  variant("8-bit without its table", [](auto& b) {
-    dib::store(b.data(), 14, uint16_t{8});
-    b.resize(40 + 16 * 4);
-  });
+  test::expectMalformedBlocksRefused(call, good);
 
   // An empty image has no rows to allocate: the scratch blocks fail.
   for (auto [w, h] : {std::pair{0, 4}, {5, 0}}) {
     auto bytes = test::makeDib({.width = w, .height = h, .bits = 24});
     test::ImageHandle e(bytes);
-    expectRefused(call, e.get(), 1, NADIRO_PIXEL_NO_MEMORY, "empty image");
+    test::expectRefused(call, e.get(), 1, NADIRO_PIXEL_NO_MEMORY, "empty image");
     EXPECT_TRUE(test::notLocked(e.get()));
   }
 

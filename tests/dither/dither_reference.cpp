@@ -5,6 +5,13 @@
 #include <cstring>
 #include <stdexcept>
 
+#include <gtest/gtest.h>
+
+#include "frame/dib.h"
+#include "frame/thread_state.h"
+#include "nadiro/nadiro.h"
+#include "support/images.h"
+
 namespace nadiro::test {
 namespace {
 
@@ -275,6 +282,65 @@ std::vector<uint8_t> refWindow(const std::vector<uint8_t>& in, int bits, bool sh
     }
   }
   return outputImage(in, bits, s.width, s.height, index);
+}
+
+void expectMatchOnAwkwardImages(
+    uint16_t depth, uint32_t seed, const std::function<MemHandle(MemHandle)>& call,
+    const std::function<std::vector<uint8_t>(const std::vector<uint8_t>&)>& reference) {
+  std::vector<int32_t> widths = {31, 33, 64};
+  for (int32_t w = 1; w <= 17; ++w) widths.push_back(w);
+  for (Fill fill : {Fill::Flat, Fill::Gradient, Fill::Noise}) {
+    for (int32_t height : {1, 2, 3, 7}) {
+      for (int32_t width : widths) {
+        const auto in =
+            makeDib({.width = width, .height = height, .bits = depth, .fill = fill, .seed = ++seed});
+        ImageHandle img(in);
+        ImageHandle out(call(img.get()));
+        SCOPED_TRACE(testing::Message() << width << "x" << height << " fill " << static_cast<int>(fill));
+        ASSERT_TRUE(out);
+        EXPECT_EQ(ThreadErrorBlock()->pixelStatus, NADIRO_PIXEL_OK);
+        ASSERT_EQ(blockBytes(out.get()), reference(in));
+        ASSERT_EQ(blockBytes(img.get()), in) << "the caller's image is unchanged";
+        ASSERT_TRUE(notLocked(img.get()));
+      }
+    }
+  }
+}
+
+void expectRefused(const std::function<MemHandle(MemHandle, int32_t)>& call, MemHandle image,
+                   int32_t bits, uint32_t code, const char* what) {
+  ThreadErrorBlock()->pixelStatus = 12345;
+  EXPECT_EQ(call(image, bits), nullptr) << what;
+  EXPECT_EQ(ThreadErrorBlock()->pixelStatus, code) << what;
+}
+
+void expectMalformedBlocksRefused(const std::function<MemHandle(MemHandle, int32_t)>& call,
+                                  const std::vector<uint8_t>& good) {
+  auto variant = [&](const char* what, auto edit) {
+    auto bytes = good;
+    edit(bytes);
+    ImageHandle h(bytes);
+    expectRefused(call, h.get(), 1, NADIRO_PIXEL_BAD_ARGUMENT, what);
+    EXPECT_EQ(blockBytes(h.get()), bytes) << what;
+    EXPECT_TRUE(notLocked(h.get())) << what;
+  };
+  variant("last row short", [](auto& b) { b.resize(b.size() - 1); });
+  variant("header only", [](auto& b) { b.resize(40); });
+  variant("header cut", [](auto& b) { b.resize(30); });
+  variant("header cut before the depth", [](auto& b) { b.resize(15); });
+  variant("empty block", [](auto& b) { b.clear(); });
+  variant("huge width", [](auto& b) { dib::store(b.data(), 4, int32_t{0x7FFFFFFF}); });
+  variant("huge height", [](auto& b) { dib::store(b.data(), 8, int32_t{0x40000000}); });
+  variant("negative width", [](auto& b) { dib::store(b.data(), 4, int32_t{-9}); });
+  variant("negative height", [](auto& b) { dib::store(b.data(), 8, int32_t{-4}); });
+  variant("8-bit without its full table", [](auto& b) {
+    dib::store(b.data(), 14, uint16_t{8});
+    b.resize(40 + 16 * 4);
+  });
+  variant("4-bit without its full table", [](auto& b) {
+    dib::store(b.data(), 14, uint16_t{4});
+    b.resize(40 + 15 * 4);
+  });
 }
 
 }  // namespace nadiro::test

@@ -39,25 +39,9 @@ class WindowMatchesReference : public testing::TestWithParam<Case> {};
 
 TEST_P(WindowMatchesReference, WholeBlockOnAwkwardSizes) {
   const Case& c = GetParam();
-  std::vector<int32_t> widths = {31, 33, 64};
-  for (int32_t w = 1; w <= 17; ++w) widths.push_back(w);
-  uint32_t seed = 100;
-  for (test::Fill fill : {test::Fill::Flat, test::Fill::Gradient, test::Fill::Noise}) {
-    for (int32_t height : {1, 2, 3, 7}) {
-      for (int32_t width : widths) {
-        const auto in = test::makeDib(
-            {.width = width, .height = height, .bits = c.depth, .fill = fill, .seed = ++seed});
-        test::ImageHandle img(in);
-        test::ImageHandle out(exportOf(c.sharp)(img.get(), c.bits));
-        ASSERT_TRUE(out) << width << "x" << height;
-        EXPECT_EQ(ThreadErrorBlock()->pixelStatus, NADIRO_PIXEL_OK);
-        ASSERT_EQ(test::blockBytes(out.get()), test::refWindow(in, c.bits, c.sharp))
-            << width << "x" << height << " fill " << static_cast<int>(fill);
-        ASSERT_EQ(test::blockBytes(img.get()), in) << "the caller's image is unchanged";
-        ASSERT_TRUE(test::notLocked(img.get()));
-      }
-    }
-  }
+  test::expectMatchOnAwkwardImages(
+      c.depth, 100, [&](MemHandle h) { return exportOf(c.sharp)(h, c.bits); },
+      [&](const std::vector<uint8_t>& in) { return test::refWindow(in, c.bits, c.sharp); });
 }
 
 INSTANTIATE_TEST_SUITE_P(Exports, WindowMatchesReference, testing::ValuesIn(allCases()),
@@ -126,50 +110,32 @@ TEST(WindowCore, SharpHalvesTheResidual) {
   runWindow(a, b, false);
 }
 
-void expectRefused(Export call, NadiroHandle image, int32_t bits, uint32_t code, const char* what) {
-  ThreadErrorBlock()->pixelStatus = 12345;
-  EXPECT_EQ(call(image, bits), nullptr) << what;
-  EXPECT_EQ(ThreadErrorBlock()->pixelStatus, code) << what;
-}
-
 class WindowRefuses : public testing::TestWithParam<bool> {};
 
 TEST_P(WindowRefuses, WithItsOwnCodes) {
   const Export call = exportOf(GetParam());
   for (int32_t bits : {8, 0, 2, 24, -4})
-    expectRefused(call, test::garbageHandle(2), bits, NADIRO_PIXEL_BAD_ARGUMENT, "bits");
-  expectRefused(call, nullptr, 1, NADIRO_PIXEL_CANNOT_LOCK, "null handle");
-  expectRefused(call, test::garbageHandle(9), 4, NADIRO_PIXEL_NO_MEMORY, "garbage handle");
+    test::expectRefused(call, test::garbageHandle(2), bits, NADIRO_PIXEL_BAD_ARGUMENT, "bits");
+  test::expectRefused(call, nullptr, 1, NADIRO_PIXEL_CANNOT_LOCK, "null handle");
+  test::expectRefused(call, test::garbageHandle(9), 4, NADIRO_PIXEL_NO_MEMORY, "garbage handle");
 
   // A refused source depth leaves the caller's image locked.
   const std::pair<uint16_t, int32_t> badDepths[] = {{4, 4}, {1, 1}, {16, 1}, {32, 4}};
   for (auto [depth, bits] : badDepths) {
     const auto in = test::makeDib({.width = 6, .height = 3, .bits = depth});
     test::ImageHandle h(in);
-    expectRefused(call, h.get(), bits, NADIRO_PIXEL_BAD_SOURCE_DEPTH, "depth");
+    test::expectRefused(call, h.get(), bits, NADIRO_PIXEL_BAD_SOURCE_DEPTH, "depth");
     EXPECT_FALSE(test::notLocked(h.get())) << "left locked";
     EXPECT_FALSE(memUnlock(h.get())) << "exactly one lock left standing";
     EXPECT_EQ(test::blockBytes(h.get()), in);
   }
 
   const auto good = test::makeDib({.width = 9, .height = 4, .bits = 8});
-  auto variant = [&](const char* what, auto edit) {
-    auto bytes = good;
-    edit(bytes);
-    test::ImageHandle h(bytes);
-    expectRefused(call, h.get(), 1, NADIRO_PIXEL_BAD_ARGUMENT, what);
-    EXPECT_EQ(test::blockBytes(h.get()), bytes) << what;
-    EXPECT_TRUE(test::notLocked(h.get())) << what;
-  };
-  variant("last row short", [](auto& b) { b.resize(b.size() - 1); });
-  variant("table cut", [](auto& b) { b.resize(600); });
-  variant("header cut", [](auto& b) { b.resize(16); });
-  variant("huge width", [](auto& b) { dib::store(b.data(), 4, int32_t{0x7FFFFFF0}); });
-  variant("negative height", [](auto& b) { dib::store(b.data(), 8, int32_t{-1}); });
+  test::expectMalformedBlocksRefused(call, good);
 
   auto empty = test::makeDib({.width = 0, .height = 3, .bits = 24});
   test::ImageHandle e(empty);
-  expectRefused(call, e.get(), 4, NADIRO_PIXEL_NO_MEMORY, "empty image");
+  test::expectRefused(call, e.get(), 4, NADIRO_PIXEL_NO_MEMORY, "empty image");
   EXPECT_TRUE(test::notLocked(e.get()));
 
   test::ImageHandle img(good);
