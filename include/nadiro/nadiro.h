@@ -15,6 +15,7 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <wchar.h>
 
 /* The calling convention of every export: __stdcall on 32-bit Windows. */
 #if defined(_WIN32) && !defined(_WIN64)
@@ -373,6 +374,73 @@ NADIRO_API int32_t NADIRO_CALL ConvertColorSpace(const uint8_t* source, uint8_t*
 /* The calling thread's last-error code (NADIRO_OK or a NADIRO_ERR_* value)
  * left by the conversion, channel and adjustment exports. */
 NADIRO_API uint32_t NADIRO_CALL GetLastColorConvertError(void);
+
+/* ------------------------------------------------------------------------
+ * Channels and convolution
+ * ------------------------------------------------------------------------ */
+
+/* Splits a 24-bit image (any model) or a 32-bit image (model 1 only) into
+ * 8-bit greyscale images, one per component of `model` (NadiroColorModel;
+ * only the low 8 bits count). Each channel image has a 256-entry grey table.
+ * With the converted pixel's bytes numbered 0, 1, 2 (3), channel 1 receives
+ * byte 2, channel 2 byte 1, channel 3 byte 0 and channel 4 byte 3: R, G, B
+ * for RGB; M, Y, K, C for the 32-bit CMYK models. The handles are stored in
+ * channels[0..3] (room for four); they belong to the caller. Returns the
+ * number of channel images (3, or 4 for a 32-bit result), 0 on failure
+ * with the code in GetLastColorConvertError: 4 bad model, null handle or
+ * array, 32-bit source with a model other than 1 (the source is then left
+ * locked); 2 compressed or unreadable source; 8 conversion or channel
+ * allocation failed. Other depths give 0 and code 0. */
+NADIRO_API uint32_t NADIRO_CALL SplitColorChannels(NadiroHandle image, NadiroHandle* channels,
+                                                   uint32_t model);
+
+/* Reads 8-bit channel images of equal size as the components of `model`
+ * (1..10; channel 4 used by models 4 and 10 only, model 10 holding the
+ * complemented inks of the under-colour-removal CMYK form) and writes the
+ * RGB result into the caller's 24-bit image `dest` of the same size.
+ * Returns 1, or 0 with the code in GetLastColorConvertError: 4 a required
+ * channel is null, the model is outside 1..10, or dest is too small (a
+ * missing fourth channel leaves the others and dest locked); 2 a channel is
+ * compressed or unreadable (a compressed fourth channel also leaves the
+ * locks standing). Wrong depth or size gives 0 and code 0. */
+NADIRO_API uint32_t NADIRO_CALL MergeColorChannels(NadiroHandle h1, NadiroHandle h2,
+                                                   NadiroHandle h3, NadiroHandle h4,
+                                                   NadiroHandle dest, uint32_t model);
+
+/* Filters a 24-bit image with an n x n kernel (size 3, 5 or 7). The kernel
+ * convolves one scalar per pixel (lumaMode 1: (3 R + 15 G + 8 B) / 26; any
+ * other value: (B + G + R) / 3) and the change of that scalar is added to
+ * all three bytes of the pixel; neighbours outside the picture repeat the
+ * edge pixels.
+ *   kernelSource (low 16 bits): 1 the array `kernel`: n * n values, value
+ *     i * n + j weighing the pixel (n/2 - i) columns to the right and
+ *     (n/2 - j) stored rows up, then the divisor; 2 the same from the file
+ *     `fileName` (little-endian 16-bit values, 2 n n + 2 bytes); 3 mean;
+ *     4 Gaussian (3, 5); 5 four-neighbour sharpen (3, 5); 6 eight-neighbour
+ *     sharpen (3, 5). Sizes 6 and 7 only with sources 1 and 3.
+ *   Caller kernels: every weight within -127..127, the positive weights and
+ *     the negative ones each summing to at most 127 in magnitude. Divisor 0
+ *     means the weight sum (1 if that is 0); a negative divisor negates the
+ *     kernel.
+ *   newImage 0 filters in place and returns `image`; otherwise the source is
+ *     left as it is and a new image (header and rows, no table) returned.
+ *   flags 1 progress dialog owned by progressOwner, 2 the parameter dialog
+ *     "ColorConvUIW" of the companion module, 3 both, others neither.
+ * Returns the filtered image, or 0 on failure or cancel. *errorOut gets 0,
+ * or 1 out of memory, 8 bad handle, header, kernel source, size, kernel or
+ * file, 13 not 24-bit, 17 a block does not lock, 18 compressed, 19 empty. */
+NADIRO_API NadiroHandle NADIRO_CALL ColorConvolutionW(NadiroHandle image, uint32_t newImage,
+                                                      int32_t lumaMode, uint32_t kernelSource,
+                                                      int32_t size, const wchar_t* fileName,
+                                                      const int16_t* kernel, uint32_t* errorOut,
+                                                      uint32_t flags, NadiroWindow progressOwner);
+/* The same with a narrow file name: the ANSI code page on Windows, UTF-8
+ * elsewhere. The name must be a valid string (empty when unused). */
+NADIRO_API NadiroHandle NADIRO_CALL ColorConvolutionA(NadiroHandle image, uint32_t newImage,
+                                                      int32_t lumaMode, uint32_t kernelSource,
+                                                      int32_t size, const char* fileName,
+                                                      const int16_t* kernel, uint32_t* errorOut,
+                                                      uint32_t flags, NadiroWindow progressOwner);
 
 /* ------------------------------------------------------------------------
  * Image memory on platforms without Windows global memory. These behave

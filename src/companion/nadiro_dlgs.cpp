@@ -42,7 +42,7 @@ NADIRO_DLGS_EXPORT int32_t NADIRO_CALL ReplaceColorUI(NadiroHandle, int32_t*, in
 }
 
 NADIRO_DLGS_EXPORT int32_t NADIRO_CALL ColorConvUIW(NadiroHandle, uint32_t, int32_t, uint32_t,
-                                                    int32_t, const wchar_t*, int16_t*, uint32_t*) {
+                                                    int32_t, const wchar_t*, const int16_t*, uint32_t*) {
   return kOk;
 }
 

@@ -29,11 +29,13 @@ using GammaCorrectionUi = int32_t NADIRO_CALL(NadiroHandle image, uint32_t* red,
 using ReplaceColorUi = int32_t NADIRO_CALL(NadiroHandle image, int32_t* hueShift,
                                            int32_t* saturationShift, int32_t* intensityShift,
                                            uint32_t* colour, uint32_t* tolerance);
-// the convolution's first eight arguments; only the result matters. The file
-// name is a wide string (UTF-16 on Windows).
+// the convolution's first eight arguments, as the caller passed them; only
+// the result matters (the dialog changes neither kernel nor settings). The
+// kernel source and size are 16-bit values in 32-bit slots; the file name is
+// a wide string (UTF-16 on Windows); the kernel array is only read.
 using ColorConvUi = int32_t NADIRO_CALL(NadiroHandle image, uint32_t newImage, int32_t lumaMode,
                                         uint32_t kernelSource, int32_t size,
-                                        const wchar_t* fileName, int16_t* kernel,
+                                        const wchar_t* fileName, const int16_t* kernel,
                                         uint32_t* errorOut);
 
 // An entry point's exported name tied to its signature.

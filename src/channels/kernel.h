@@ -1,0 +1,52 @@
+// Where the convolution's kernel comes from: the caller's flat array, a
+// kernel file, or a built-in filter; the limits a caller's kernel must keep
+// and the divisor rule.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "channels/engine.h"
+
+namespace nadiro::channels {
+
+// Error codes of the convolution (its errorOut argument).
+enum ConvolutionError : uint32_t {
+  kConvOk = 0,
+  kConvNoMemory = 1,     // work buffer or new image could not be allocated
+  kConvBadArgument = 8,  // handle, header, kernel source, size, file, kernel limits
+  kConvNotRgb24 = 13,    // bit count not 24
+  kConvCannotLock = 17,  // a block could not be locked
+  kConvCompressed = 18,  // compression not 0
+  kConvEmpty = 19,       // width or height 0
+};
+
+// Largest magnitude of one weight, and of the sum of the positive weights
+// and of the negative ones: 127 * 255 stays inside a 16-bit sum.
+inline constexpr int32_t kKernelLimit = 127;
+
+// Bytes of a kernel file for size n: n * n weights and the divisor.
+inline size_t kernelFileBytes(int32_t n) {
+  const auto u = static_cast<size_t>(n);
+  return (u * u + 1) * 2;
+}
+
+// A caller's flat run: value i * n + j goes to matrix row j, column i; the
+// divisor follows the n * n values. The rest of the 7x7 matrix is 0.
+struct CallerKernel {
+  int16_t m[kMaxKernelSize][kMaxKernelSize] = {};
+  int16_t divisor = 0;
+};
+CallerKernel loadCallerKernel(std::span<const int16_t> values, int32_t n);
+// The same from the little-endian bytes of a kernel file.
+CallerKernel loadKernelFile(std::span<const uint8_t> bytes, int32_t n);
+
+// Checks the weight limits over the whole matrix.
+bool withinLimits(const CallerKernel& k);
+
+// The divisor rule: the given divisor, or the weight sum when it is 0, or 1
+// when that is 0; a negative divisor flips the sign of every weight.
+Kernel prepareCallerKernel(const CallerKernel& k, int32_t n);
+
+}  // namespace nadiro::channels

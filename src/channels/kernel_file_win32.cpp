@@ -1,0 +1,32 @@
+// Kernel files on Windows: opened by the wide name with CreateFileW (read
+// access, no sharing); narrow names are converted from the ANSI code page.
+#include <windows.h>
+
+#include <cstring>
+
+#include "channels/kernel_file.h"
+
+namespace nadiro::channels {
+
+std::optional<size_t> readKernelFile(const wchar_t* fileName, uint8_t* buffer, size_t bytes) {
+  HANDLE file = CreateFileW(fileName, GENERIC_READ, 0, nullptr, OPEN_EXISTING,
+                            FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return std::nullopt;
+  DWORD got = 0;
+  if (!ReadFile(file, buffer, static_cast<DWORD>(bytes), &got, nullptr)) got = 0;
+  CloseHandle(file);
+  return static_cast<size_t>(got);
+}
+
+OwnedBlock widenFileName(const char* name) {
+  const size_t length = std::strlen(name);
+  OwnedBlock block = OwnedBlock::allocate((uint64_t{length} + 1) * sizeof(wchar_t));
+  LockedBlock text(block.get());
+  if (!text) return {};
+  if (length > 0)
+    MultiByteToWideChar(CP_ACP, MB_PRECOMPOSED, name, static_cast<int>(length),
+                        reinterpret_cast<wchar_t*>(text.data()), static_cast<int>(length + 1));
+  return block;
+}
+
+}  // namespace nadiro::channels
