@@ -13,12 +13,18 @@ namespace nadiro::cli {
 
 extern const Command kOrderedDitherCommand;
 extern const Command kDitherCommand;
+extern const Command kSplitCommand;
+extern const Command kMergeCommand;
+extern const Command kConvolveCommand;
 extern const Command kDemoCommand;
 
 std::span<const Command* const> commands() {
   static const Command* const kAll[] = {
       &kOrderedDitherCommand,
       &kDitherCommand,
+      &kSplitCommand,
+      &kMergeCommand,
+      &kConvolveCommand,
       &kDemoCommand,
   };
   return kAll;

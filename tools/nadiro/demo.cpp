@@ -16,12 +16,16 @@ namespace nadiro::cli {
 // Each family's section of the gallery, defined beside its command.
 void demoOrderedDither(DemoContext& demo);
 void demoDither(DemoContext& demo);
+void demoChannels(DemoContext& demo);
+void demoConvolution(DemoContext& demo);
 
 namespace {
 
 constexpr void (*kSections[])(DemoContext&) = {
     demoOrderedDither,
     demoDither,
+    demoChannels,
+    demoConvolution,
 };
 
 std::string escape(const std::string& s) {

@@ -1,4 +1,5 @@
 // nadiro: run the library's operations on picture files.
+#include <clocale>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -30,6 +31,9 @@ void printOverview() {
 
 int main(int argc, char** argv) {
   using namespace nadiro::cli;
+  // File names given to the library in wide characters reach the file
+  // system in the user's encoding.
+  std::setlocale(LC_CTYPE, "");
   std::vector<std::string> args(argv + 1, argv + argc);
   if (args.empty() || args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
     printOverview();
