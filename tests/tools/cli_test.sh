@@ -43,6 +43,26 @@ expect_refusal "dither to 2 bits" 2 dither --bits 2 "$sample" "$work/out-2.bmp"
 check "ordered-dither on a 24-bit file" "$nadiro" ordered-dither --matrix 4 "$sample" "$work/mono.bmp"
 check "result is a 1-bit BMP" test "$(od -An -tu2 -j28 -N2 "$work/mono.bmp" | tr -d ' ')" = 1
 
+# Channels and convolution.
+check "demo shows the HSV channels and each built-in filter" \
+  grep -q 'convolve-sharpen8-3.png' "$work/demo/index.html"
+check "split rgb into BMPs" "$nadiro" split --model rgb "$sample" "$work/ch.bmp"
+check "split wrote R, G and B" test -s "$work/ch-R.bmp" -a -s "$work/ch-G.bmp" -a -s "$work/ch-B.bmp"
+check "channels are 8-bit" test "$(od -An -tu2 -j28 -N2 "$work/ch-G.bmp" | tr -d ' ')" = 8
+check "merge rgb" "$nadiro" merge --model rgb "$work/ch-R.bmp" "$work/ch-G.bmp" "$work/ch-B.bmp" "$work/back.bmp"
+check "split cmyk writes four PNGs" "$nadiro" split --model cmyk "$sample" "$work/cmyk"
+check "merge cmyk from C, M, Y, K" "$nadiro" merge --model 4 "$work/cmyk-C.png" "$work/cmyk-M.png" "$work/cmyk-Y.png" "$work/cmyk-K.png" "$work/cmyk-back.png"
+expect_refusal "merge cmyk with three channels" 2 merge --model cmyk "$work/ch-R.bmp" "$work/ch-G.bmp" "$work/ch-B.bmp" "$work/x.png"
+check "convolve with a built-in filter" "$nadiro" convolve --filter gaussian --size 5 "$sample" "$work/gauss.png"
+check "convolve with a kernel" "$nadiro" convolve --kernel "0,-1,0,-1,5,-1,0,-1,0;1" --luma "$sample" "$work/sharp.png"
+printf '\x01\x00\x01\x00\x01\x00\x01\x00\x01\x00\x01\x00\x01\x00\x01\x00\x01\x00\x00\x00' >"$work/box.knl"
+check "convolve with a kernel file" "$nadiro" convolve --kernel-file "$work/box.knl" "$sample" "$work/box.png"
+head -c 10 "$work/box.knl" >"$work/short.knl"
+expect_refusal "short kernel file" 1 convolve --kernel-file "$work/short.knl" "$sample" "$work/out-short.png"
+expect_refusal "kernel weight 128" 1 convolve --kernel "128,0,0,0,0,0,0,0,0" "$sample" "$work/out-128.png"
+expect_refusal "kernel of the wrong length" 2 convolve --kernel "1,2,3" "$sample" "$work/out-len.png"
+expect_refusal "gaussian 7x7" 2 convolve --filter gaussian --size 7 "$sample" "$work/out-g7.png"
+
 head -c 100 "$sample" >"$work/truncated.bmp"
 printf 'hello, not a picture' >"$work/text.bmp"
 head -c 300 "$sample" >"$work/truncated-png.png"
