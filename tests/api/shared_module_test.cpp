@@ -34,6 +34,17 @@ TEST_F(SharedModule, ExportsTheDocumentedNames) {
   EXPECT_EQ(dlsym(module_, "ThresholdToMonochrome"), nullptr);
 }
 
+// Every name the Windows module exports (src/exports/NadiroUser.def) is
+// exported here too.
+TEST_F(SharedModule, ExportsEveryNameOfTheWindowsModule) {
+  ASSERT_NE(module_, nullptr);
+  const char* const names[] = {
+#include "export_names.inc"
+  };
+  for (const char* name : names) EXPECT_NE(dlsym(module_, name), nullptr) << name;
+  EXPECT_NE(dlsym(module_, "NadiroSetProgressHook"), nullptr);
+}
+
 TEST_F(SharedModule, DithersATwoPixelImage) {
   ASSERT_NE(module_, nullptr);
   auto alloc = entry<decltype(NadiroGlobalAlloc)>("NadiroGlobalAlloc");
