@@ -92,11 +92,6 @@ class Dll : public testing::Test {
     }
     return out;
   }
-  template <typename F>
-  static F* entry(const char* name) {
-    return reinterpret_cast<F*>(reinterpret_cast<void*>(GetProcAddress(module_, name)));
-  }
-
   static HMODULE module_;
 };
 HMODULE Dll::module_ = nullptr;
@@ -176,6 +171,12 @@ namespace {
 
 uint32_t word(const void* p) { return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(p)); }
 
+// GetProcAddress typed as the export's own function pointer.
+template <typename Fn>
+Fn procAddress(HMODULE module, const char* name) {
+  return reinterpret_cast<Fn>(reinterpret_cast<void*>(GetProcAddress(module, name)));
+}
+
 using VersionFn = intptr_t(__stdcall*)(char* buffer, int32_t size);
 using DitherOrderedFn = void*(__stdcall*)(void* image, uint32_t type);
 using RecordFn = void*(__stdcall*)(void* result, const void* input);
@@ -193,7 +194,7 @@ class DllVersion : public Dll, public testing::WithParamInterface<VersionCase> {
 
 TEST_P(DllVersion, CopiesByTheSizeRules) {
   const VersionCase& c = GetParam();
-  auto version = reinterpret_cast<VersionFn>(GetProcAddress(module_, "GetNadiroVersion"));
+  auto version = procAddress<VersionFn>(module_, "GetNadiroVersion");
   ASSERT_NE(version, nullptr);
   for (bool counted : {false, true}) {
     char buffer[64];
@@ -222,7 +223,7 @@ INSTANTIATE_TEST_SUITE_P(
                     VersionCase{64, "Version 13.10", 14, false, 0}));
 
 TEST_F(Dll, DitherOrderedThroughItsStdcallPointer) {
-  auto dither = reinterpret_cast<DitherOrderedFn>(GetProcAddress(module_, "DitherOrdered"));
+  auto dither = procAddress<DitherOrderedFn>(module_, "DitherOrdered");
   ASSERT_NE(dither, nullptr);
   // An 8-bit image 3 pixels wide: 0 and the largest value come out white,
   // 10 (3.15 against the Bayer matrix's 48) black.
@@ -274,13 +275,15 @@ void expectRecordConvention(RecordFn fn, const uint8_t* input, const uint8_t* ex
   EXPECT_EQ(fn(viaPointer, input), static_cast<void*>(viaPointer));
   EXPECT_EQ(viaPointer[3], 0xEE);
   EXPECT_EQ(std::memcmp(viaThunk, viaPointer, 3), 0);
-  if (expected) EXPECT_EQ(std::memcmp(viaPointer, expected, 3), 0);
+  if (expected) {
+    EXPECT_EQ(std::memcmp(viaPointer, expected, 3), 0);
+  }
 }
 
 TEST(RecordReturn, ProbeFollowsTheConvention) {
   HMODULE probe = LoadLibraryW(L"NadiroRecordProbe.dll");
   ASSERT_NE(probe, nullptr);
-  auto fn = reinterpret_cast<RecordFn>(GetProcAddress(probe, "ProbeReverseRecord"));
+  auto fn = procAddress<RecordFn>(probe, "ProbeReverseRecord");
   ASSERT_NE(fn, nullptr);
   const uint8_t inputs[][3] = {{10, 20, 30}, {0, 255, 7}, {255, 255, 255}};
   for (const auto& in : inputs) {
@@ -299,7 +302,7 @@ TEST_F(Dll, EveryExportedRecordConversionFollowsTheConvention) {
         std::find(kDefNames.begin(), kDefNames.end(), c.name) == kDefNames.end())
       continue;
     SCOPED_TRACE(c.name);
-    auto fn = reinterpret_cast<RecordFn>(GetProcAddress(module_, c.name.c_str()));
+    auto fn = procAddress<RecordFn>(module_, c.name.c_str());
     ASSERT_NE(fn, nullptr);
     expectRecordConvention(fn, input, nullptr);
     ++checked;

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <cwchar>
 #include <string>
 #include <vector>
 
@@ -158,7 +159,10 @@ TEST_P(ProgressTemplate, IsTheDocumentedDialog) {
   // The bar: bordered, smooth.
   EXPECT_EQ(items[1].style, child | WS_BORDER | DWORD{PBS_SMOOTH});
   EXPECT_EQ(items[1].id, 1000);
-  EXPECT_EQ(items[1].windowClass, L"msctls_progress32");
+  // Class names are matched without regard to case; the resource compiler
+  // stores the script's "msctls_progress32" in upper case.
+  EXPECT_EQ(_wcsicmp(items[1].windowClass.c_str(), L"msctls_progress32"), 0)
+      << "class " << std::string(items[1].windowClass.begin(), items[1].windowClass.end());
   EXPECT_EQ(items[1].text, L"Progress1");
   EXPECT_EQ((std::vector<int16_t>{items[1].x, items[1].y, items[1].cx, items[1].cy}),
             (std::vector<int16_t>{7, 20, 172, 14}));

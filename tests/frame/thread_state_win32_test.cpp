@@ -76,7 +76,9 @@ class ModuleEntryRepeat : public testing::TestWithParam<RepeatCase> {};
 
 TEST_P(ModuleEntryRepeat, SecondCall) {
   Entry e(GetParam().version);
-  if (GetParam().reason == DLL_PROCESS_DETACH) ASSERT_EQ(e.run(DLL_PROCESS_ATTACH), TRUE);
+  if (GetParam().reason == DLL_PROCESS_DETACH) {
+    ASSERT_EQ(e.run(DLL_PROCESS_ATTACH), TRUE);
+  }
   EXPECT_EQ(e.run(GetParam().reason), TRUE);
   EXPECT_EQ(e.run(GetParam().reason), GetParam().second);
 }
