@@ -182,8 +182,9 @@ MemHandle ThresholdToMonochrome(MemHandle image, uint8_t threshold) {
   oh.clrUsed = 2;
   dib::writeHeader(out.data(), oh);
   std::memcpy(out.data() + dib::kInfoHeaderSize, kMonoPalette, sizeof kMonoPalette);
-  packThresholdRows(source.bytes().subspan(static_cast<size_t>(layout->pixelOffset)), layout->stride,
-                    out.bytes().subspan(48), outStride, layout->width, layout->height, threshold);
+  packThresholdRows(source.bytes().subspan(static_cast<size_t>(layout->pixelOffset)),
+                    layout->stride, out.bytes().subspan(48), outStride, layout->width,
+                    layout->height, threshold);
   out.unlock();
   return made.release();
 }

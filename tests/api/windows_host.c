@@ -1,11 +1,10 @@
 /* A Windows host written in C: links NadiroUser.dll through its import
  * library and the public header, hands it a GlobalAlloc'd image and frees the
  * result with GlobalFree. Exits 0 when every check holds. */
-#include <windows.h>
-
 #include <nadiro/nadiro.h>
 #include <stdio.h>
 #include <string.h>
+#include <windows.h>
 
 static int failures = 0;
 static void check(int ok, const char* what) {

@@ -23,7 +23,9 @@ namespace v = nadiro::test::changed;
 
 extern "C" {
 
-TEST_EXPORT NadiroHandle NADIRO_CALL TestLastImage() { return gLastImage; }
+TEST_EXPORT NadiroHandle NADIRO_CALL TestLastImage() {
+  return gLastImage;
+}
 
 TEST_EXPORT int32_t NADIRO_CALL DesaturateUI(NadiroHandle image) {
   gLastImage = image;
@@ -52,9 +54,8 @@ TEST_EXPORT int32_t NADIRO_CALL CONTRASTUI(NadiroHandle image, int32_t* brightne
   return kResult;
 }
 
-TEST_EXPORT int32_t NADIRO_CALL ColorCMYKLevelsUI(NadiroHandle image, double* cyan,
-                                                  double* magenta, double* yellow,
-                                                  double* black) {
+TEST_EXPORT int32_t NADIRO_CALL ColorCMYKLevelsUI(NadiroHandle image, double* cyan, double* magenta,
+                                                  double* yellow, double* black) {
   gLastImage = image;
   SET(cyan, v::kCyan);
   SET(magenta, v::kMagenta);

@@ -2,8 +2,8 @@
 // in NadiroUser.def (undecorated, all documented names), it imports system
 // DLLs only, and its exports follow the __stdcall contract when called
 // through GetProcAddress, including the three-byte record returns.
-#include <windows.h>
 #include <gtest/gtest.h>
+#include <windows.h>
 
 #include <algorithm>
 #include <cctype>
@@ -21,16 +21,31 @@ const std::vector<std::string> kDefNames = {
 
 // Every export the library documents: 72 pixel conversions and 25 others.
 const char* const kModels[] = {"RGB", "CMY", "CMYK", "HSV", "HSI", "YIQ", "YUV", "XYZ", "LAB"};
-const char* const kOthers[] = {
-    "GetNadiroVersion",   "GetLastColorConvertError", "ConvertDIBColorSpace",
-    "ConvertColorSpace",  "ColorBrightnessContrast",  "ColorHueSaturation",
-    "ColorCMYKLevels",    "Desaturate",               "GammaCorrection",
-    "ReplaceColor",       "SplitColorChannels",       "MergeColorChannels",
-    "ColorConvolutionA",  "ColorConvolutionW",        "DitherFS4",
-    "DitherFS4Ex",        "DitherJJN",                "DitherJJNEx",
-    "DitherStucki",       "DitherBurkes",             "DitherSierra",
-    "DitherSA",           "DitherSharp",              "DitherSmooth",
-    "DitherOrdered"};
+const char* const kOthers[] = {"GetNadiroVersion",
+                               "GetLastColorConvertError",
+                               "ConvertDIBColorSpace",
+                               "ConvertColorSpace",
+                               "ColorBrightnessContrast",
+                               "ColorHueSaturation",
+                               "ColorCMYKLevels",
+                               "Desaturate",
+                               "GammaCorrection",
+                               "ReplaceColor",
+                               "SplitColorChannels",
+                               "MergeColorChannels",
+                               "ColorConvolutionA",
+                               "ColorConvolutionW",
+                               "DitherFS4",
+                               "DitherFS4Ex",
+                               "DitherJJN",
+                               "DitherJJNEx",
+                               "DitherStucki",
+                               "DitherBurkes",
+                               "DitherSierra",
+                               "DitherSA",
+                               "DitherSharp",
+                               "DitherSmooth",
+                               "DitherOrdered"};
 
 struct Conversion {
   std::string name;
@@ -83,7 +98,8 @@ class Dll : public testing::Test {
     const IMAGE_DATA_DIRECTORY& d = directory(IMAGE_DIRECTORY_ENTRY_IMPORT);
     std::vector<std::string> out;
     if (d.VirtualAddress == 0) return out;
-    for (const auto* i = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base() + d.VirtualAddress);
+    for (const auto* i =
+             reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base() + d.VirtualAddress);
          i->Name != 0; ++i) {
       std::string name(reinterpret_cast<const char*>(base() + i->Name));
       std::transform(name.begin(), name.end(), name.begin(),
@@ -169,7 +185,9 @@ _nadiroCallCountingPops:
 
 namespace {
 
-uint32_t word(const void* p) { return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(p)); }
+uint32_t word(const void* p) {
+  return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(p));
+}
 
 // GetProcAddress typed as the export's own function pointer.
 template <typename Fn>
@@ -203,8 +221,8 @@ TEST_P(DllVersion, CopiesByTheSizeRules) {
     if (counted) {
       const uint32_t args[] = {word(buffer), static_cast<uint32_t>(c.size)};
       uint32_t popped = 0;
-      r = static_cast<intptr_t>(nadiroCallCountingPops(reinterpret_cast<const void*>(version),
-                                                       args, 2, &popped));
+      r = static_cast<intptr_t>(
+          nadiroCallCountingPops(reinterpret_cast<const void*>(version), args, 2, &popped));
       EXPECT_EQ(popped, 8u) << "__stdcall: the callee pops its two arguments";
     } else {
       r = version(buffer, c.size);
@@ -215,12 +233,12 @@ TEST_P(DllVersion, CopiesByTheSizeRules) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Sizes, DllVersion,
-    testing::Values(VersionCase{13, "Version 13.10", 13, true, 0},
-                    VersionCase{5, "Versi", 5, true, 0}, VersionCase{0, "", 0, false, 0},
-                    VersionCase{-3, "", 0, false, -3},
-                    VersionCase{64, "Version 13.10", 14, false, 0}));
+INSTANTIATE_TEST_SUITE_P(Sizes, DllVersion,
+                         testing::Values(VersionCase{13, "Version 13.10", 13, true, 0},
+                                         VersionCase{5, "Versi", 5, true, 0},
+                                         VersionCase{0, "", 0, false, 0},
+                                         VersionCase{-3, "", 0, false, -3},
+                                         VersionCase{64, "Version 13.10", 14, false, 0}));
 
 TEST_F(Dll, DitherOrderedThroughItsStdcallPointer) {
   auto dither = procAddress<DitherOrderedFn>(module_, "DitherOrdered");
@@ -265,8 +283,7 @@ void expectRecordConvention(RecordFn fn, const uint8_t* input, const uint8_t* ex
   uint8_t viaThunk[4] = {0xEE, 0xEE, 0xEE, 0xEE};
   const uint32_t args[] = {word(viaThunk), word(input)};
   uint32_t popped = 0;
-  const uint32_t eax =
-      nadiroCallCountingPops(reinterpret_cast<const void*>(fn), args, 2, &popped);
+  const uint32_t eax = nadiroCallCountingPops(reinterpret_cast<const void*>(fn), args, 2, &popped);
   EXPECT_EQ(eax, word(viaThunk)) << "the result pointer comes back in EAX";
   EXPECT_EQ(popped, 8u) << "the callee pops the hidden pointer too";
   EXPECT_EQ(viaThunk[3], 0xEE) << "exactly three bytes written";
@@ -298,8 +315,7 @@ TEST_F(Dll, EveryExportedRecordConversionFollowsTheConvention) {
   const uint8_t input[4] = {200, 100, 50, 25};  // four bytes: CMYK sources read them all
   int checked = 0;
   for (const Conversion& c : documentedConversions()) {
-    if (!c.recordResult ||
-        std::find(kDefNames.begin(), kDefNames.end(), c.name) == kDefNames.end())
+    if (!c.recordResult || std::find(kDefNames.begin(), kDefNames.end(), c.name) == kDefNames.end())
       continue;
     SCOPED_TRACE(c.name);
     auto fn = procAddress<RecordFn>(module_, c.name.c_str());
@@ -316,7 +332,8 @@ TEST_F(Dll, EveryExportedRecordConversionFollowsTheConvention) {
 // started while it is loaded get their blocks at thread attach.
 DWORD WINAPI callVersion(void* fn) {
   char buffer[16] = {};
-  return reinterpret_cast<VersionFn>(fn)(buffer, 16) == 0 && std::strcmp(buffer, "Version 13.10") == 0;
+  return reinterpret_cast<VersionFn>(fn)(buffer, 16) == 0 &&
+         std::strcmp(buffer, "Version 13.10") == 0;
 }
 
 TEST(DllLifeCycle, LoadsUnloadsAndServesNewThreads) {

@@ -11,7 +11,7 @@ struct ProbeRecord {
 static_assert(sizeof(ProbeRecord) == 3);
 
 extern "C" __declspec(dllexport) ProbeRecord NADIRO_RECORD_RETURN NADIRO_CALL
-ProbeReverseRecord(const uint8_t* input) {
+    ProbeReverseRecord(const uint8_t* input) {
   ProbeRecord r;
   for (int i = 0; i < 3; ++i) r.c[i] = static_cast<uint8_t>(input[2 - i] + 1);
   return r;

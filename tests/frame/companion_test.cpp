@@ -42,7 +42,9 @@ struct Variables {
   bool operator==(const Variables&) const = default;
 };
 
-NadiroHandle imageArgument() { return reinterpret_cast<NadiroHandle>(uintptr_t{0x4D2}); }
+NadiroHandle imageArgument() {
+  return reinterpret_cast<NadiroHandle>(uintptr_t{0x4D2});
+}
 const wchar_t kKernelFile[] = L"edges.krn";
 
 // One call of each entry point through the shared rule, by name.
@@ -60,8 +62,8 @@ const DialogCase kDialogs[] = {
      }},
     {"ColorCMYKLevelsUI",
      [](Variables& x) {
-       return showCompanionDialog(companion::kCmykLevelsUi, imageArgument(), &x.cyan,
-                                  &x.magenta, &x.yellow, &x.black);
+       return showCompanionDialog(companion::kCmykLevelsUi, imageArgument(), &x.cyan, &x.magenta,
+                                  &x.yellow, &x.black);
      }},
     {"ColorHueSaturationUI",
      [](Variables& x) {
@@ -72,8 +74,8 @@ const DialogCase kDialogs[] = {
      [](Variables&) { return showCompanionDialog(companion::kDesaturateUi, imageArgument()); }},
     {"GammaCorrectionUI",
      [](Variables& x) {
-       return showCompanionDialog(companion::kGammaCorrectionUi, imageArgument(), &x.red,
-                                  &x.green, &x.blue);
+       return showCompanionDialog(companion::kGammaCorrectionUi, imageArgument(), &x.red, &x.green,
+                                  &x.blue);
      }},
     {"ReplaceColorUI",
      [](Variables& x) {

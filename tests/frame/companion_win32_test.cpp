@@ -1,8 +1,8 @@
 // NadiroUser.dll looks for its companion in its own folder before the normal
 // search: a copy of the DLL in another folder finds the companion placed
 // beside it there, not the one beside the test program.
-#include <windows.h>
 #include <gtest/gtest.h>
+#include <windows.h>
 
 #include <string>
 
@@ -26,14 +26,14 @@ class DllFolder {
   DllFolder() {
     wchar_t temp[MAX_PATH] = {};
     GetTempPathW(MAX_PATH, temp);
-    folder_ = std::wstring(temp) + L"nadiro-companion-" + std::to_wstring(GetCurrentProcessId()) +
-              L"\\";
+    folder_ =
+        std::wstring(temp) + L"nadiro-companion-" + std::to_wstring(GetCurrentProcessId()) + L"\\";
     CreateDirectoryW(folder_.c_str(), nullptr);
     const std::wstring here = folderOf(nullptr);
     ok_ = CopyFileW((here + L"NadiroUser.dll").c_str(), (folder_ + L"NadiroUser.dll").c_str(),
                     FALSE) &&
-          CopyFileW((here + L"NadiroDlgsChange.dll").c_str(),
-                    (folder_ + L"NadiroDlgs.dll").c_str(), FALSE);
+          CopyFileW((here + L"NadiroDlgsChange.dll").c_str(), (folder_ + L"NadiroDlgs.dll").c_str(),
+                    FALSE);
   }
   ~DllFolder() {
     DeleteFileW((folder_ + L"NadiroUser.dll").c_str());

@@ -25,8 +25,8 @@ TEST_P(ProgressRange, IsTotalOverDivisorPlusOne) {
 INSTANTIATE_TEST_SUITE_P(Examples, ProgressRange,
                          testing::Values(RangeCase{10, 5, 3}, RangeCase{4, 5, 1},
                                          RangeCase{0, 5, 1}, RangeCase{1501, 1500, 2},
-                                         RangeCase{3840 * 2160 + 1, 1500, 5530},
-                                         RangeCase{5, 0, 1}, RangeCase{INT32_MIN, -1, 1},
+                                         RangeCase{3840 * 2160 + 1, 1500, 5530}, RangeCase{5, 0, 1},
+                                         RangeCase{INT32_MIN, -1, 1},
                                          RangeCase{INT32_MAX, 1, INT32_MAX}));
 
 class Progress : public testing::Test {
@@ -144,9 +144,11 @@ TEST_F(ProgressHook, SeesCreateEachStepAndDestroy) {
   EXPECT_EQ(ProgressStep(), 1);
   EXPECT_EQ(ProgressStep(), 2);
   EXPECT_EQ(ProgressDestroy(), 1);
-  const std::vector<Recorder::Event> expected = {
-      {'c', &owner, 16, 5}, {'s', nullptr, 0, 0}, {'s', nullptr, 1, 0},
-      {'s', nullptr, 2, 0}, {'d', nullptr, 0, 0}};
+  const std::vector<Recorder::Event> expected = {{'c', &owner, 16, 5},
+                                                 {'s', nullptr, 0, 0},
+                                                 {'s', nullptr, 1, 0},
+                                                 {'s', nullptr, 2, 0},
+                                                 {'d', nullptr, 0, 0}};
   EXPECT_EQ(r.events, expected);
   EXPECT_FALSE(cancelRequested());
 }

@@ -27,7 +27,9 @@ std::wstring className(HWND w) {
   GetClassNameW(w, name, 128);
   return name;
 }
-HWND dialogWindow() { return static_cast<HWND>(ThreadErrorBlock()->progressWindow); }
+HWND dialogWindow() {
+  return static_cast<HWND>(ThreadErrorBlock()->progressWindow);
+}
 
 // A top-level window that owns the dialog.
 class OwnerWindow {
@@ -102,8 +104,12 @@ struct ModuleCase {
   HMODULE (*open)();
 };
 
-HMODULE thisProgram() { return GetModuleHandleW(nullptr); }
-HMODULE theDll() { return LoadLibraryExW(L"NadiroUser.dll", nullptr, LOAD_LIBRARY_AS_DATAFILE); }
+HMODULE thisProgram() {
+  return GetModuleHandleW(nullptr);
+}
+HMODULE theDll() {
+  return LoadLibraryExW(L"NadiroUser.dll", nullptr, LOAD_LIBRARY_AS_DATAFILE);
+}
 
 class ProgressTemplate : public testing::TestWithParam<ModuleCase> {};
 
@@ -188,8 +194,7 @@ INSTANTIATE_TEST_SUITE_P(Resources, ProgressTemplate,
 struct RangeCase {
   int32_t total, divisor, high;
 };
-class ProgressDialogRange : public ProgressDialog,
-                            public testing::WithParamInterface<RangeCase> {};
+class ProgressDialogRange : public ProgressDialog, public testing::WithParamInterface<RangeCase> {};
 
 TEST_P(ProgressDialogRange, ShowsItsControlsAndTheBarRange) {
   OwnerWindow owner;

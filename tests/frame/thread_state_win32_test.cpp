@@ -1,8 +1,8 @@
 // The Windows load life cycle: the attach/detach entry on a module state of
 // the test's own, for both platform families, and the lazy block of threads
 // the module never saw attach.
-#include <windows.h>
 #include <gtest/gtest.h>
+#include <windows.h>
 
 #include <cstring>
 #include <string>
