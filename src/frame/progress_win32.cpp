@@ -53,12 +53,7 @@ void registerProgressClass() {
 }  // namespace
 
 int ProgressCreate(void* owner, int32_t total, int32_t divisor) {
-  ThreadErrorBlockData* b = ThreadErrorBlock();
-  b->progressTotal = total;
-  b->progressDivisor = divisor;
-  b->progressStep = 1;
-  b->cancel = 0;
-  b->ownerWindow = owner;
+  ThreadErrorBlockData* b = storeProgressState(owner, total, divisor);
   registerProgressClass();
   HWND dialog =
       CreateDialogParamW(win32::moduleInstance(), L"PROGRESSDLG", asWindow(owner), progressProc, 0);

@@ -6,6 +6,8 @@
 #include <string.h>
 #include <windows.h>
 
+#include "ordered_example.h"
+
 static int failures = 0;
 static void check(int ok, const char* what) {
   if (!ok) {
@@ -21,29 +23,18 @@ int main(void) {
   check(strcmp(version, "Version 13.10") == 0, "the version string");
   check(GetNadiroVersion(version, 5) == (intptr_t)version, "a short buffer gets its address back");
 
-  /* An 8-bit image 3 pixels wide: 0 and the largest value come out white,
-     10 (3.15 against the Bayer matrix's 48) black. */
-  HGLOBAL image = GlobalAlloc(GHND, 40 + 1024 + 4);
+  HGLOBAL image = GlobalAlloc(GHND, kOrderedExampleBytes);
   unsigned char* p = (unsigned char*)GlobalLock(image);
   if (!p) return 1;
-  const uint32_t header = 40;
-  const int32_t width = 3, height = 1;
-  const uint16_t planes = 1, bits = 8;
-  memcpy(p, &header, 4);
-  memcpy(p + 4, &width, 4);
-  memcpy(p + 8, &height, 4);
-  memcpy(p + 12, &planes, 2);
-  memcpy(p + 14, &bits, 2);
-  p[1064] = 0;
-  p[1065] = 10;
-  p[1066] = 200;
+  writeOrderedExample(p);
   GlobalUnlock(image);
 
-  HGLOBAL mono = DitherOrdered(image, 4);
+  HGLOBAL mono = DitherOrdered(image, kOrderedExampleType);
   check(mono != NULL, "DitherOrdered returns a new image");
   if (mono) {
     const unsigned char* q = (const unsigned char*)GlobalLock(mono);
-    check(q && q[14] == 1 && q[48] == 0xA0, "the 1-bit result");
+    check(q && q[kOrderedExampleBitsAt] == 1 && q[kOrderedExampleRowAt] == kOrderedExampleRow,
+          "the 1-bit result");
     GlobalUnlock(mono);
     check(GlobalFree(mono) == NULL, "the result is an ordinary global block");
   }

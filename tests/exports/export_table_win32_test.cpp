@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "api/ordered_example.h"
+
 namespace {
 
 // The list kept in src/exports/NadiroUser.def.
@@ -243,25 +245,13 @@ INSTANTIATE_TEST_SUITE_P(Sizes, DllVersion,
 TEST_F(Dll, DitherOrderedThroughItsStdcallPointer) {
   auto dither = procAddress<DitherOrderedFn>(module_, "DitherOrdered");
   ASSERT_NE(dither, nullptr);
-  // An 8-bit image 3 pixels wide: 0 and the largest value come out white,
-  // 10 (3.15 against the Bayer matrix's 48) black.
-  HGLOBAL image = GlobalAlloc(GHND, 40 + 1024 + 4);
+  HGLOBAL image = GlobalAlloc(GHND, kOrderedExampleBytes);
   auto* p = static_cast<uint8_t*>(GlobalLock(image));
   ASSERT_NE(p, nullptr);
-  const uint32_t header = 40;
-  const int32_t width = 3, height = 1;
-  const uint16_t planes = 1, bits = 8;
-  std::memcpy(p, &header, 4);
-  std::memcpy(p + 4, &width, 4);
-  std::memcpy(p + 8, &height, 4);
-  std::memcpy(p + 12, &planes, 2);
-  std::memcpy(p + 14, &bits, 2);
-  p[1064] = 0;
-  p[1065] = 10;
-  p[1066] = 200;
+  writeOrderedExample(p);
   GlobalUnlock(image);
 
-  const uint32_t args[] = {word(image), 4};
+  const uint32_t args[] = {word(image), kOrderedExampleType};
   uint32_t popped = 0;
   auto* out = reinterpret_cast<HGLOBAL>(static_cast<uintptr_t>(
       nadiroCallCountingPops(reinterpret_cast<const void*>(dither), args, 2, &popped)));
@@ -269,8 +259,8 @@ TEST_F(Dll, DitherOrderedThroughItsStdcallPointer) {
   ASSERT_NE(out, nullptr);
   const auto* q = static_cast<const uint8_t*>(GlobalLock(out));
   ASSERT_NE(q, nullptr);
-  EXPECT_EQ(q[14], 1) << "1 bit per pixel";
-  EXPECT_EQ(q[48], 0xA0);
+  EXPECT_EQ(q[kOrderedExampleBitsAt], 1) << "1 bit per pixel";
+  EXPECT_EQ(q[kOrderedExampleRowAt], kOrderedExampleRow);
   GlobalUnlock(out);
   EXPECT_EQ(GlobalFree(out), nullptr);
   EXPECT_EQ(dither(nullptr, 4), nullptr);

@@ -128,9 +128,11 @@ struct Recorder {
 
 class ProgressHook : public Progress {
  protected:
+  // The recorders live in the tests: remove the hook before closing what a
+  // test left open.
   void TearDown() override {
-    Progress::TearDown();
     NadiroSetProgressHook(nullptr);
+    Progress::TearDown();
   }
 };
 
