@@ -3,15 +3,17 @@
 # Packages already present are left alone, so this is quick on a set-up machine.
 #
 # Groups:
+#   browser  chromium, for the demo gallery's checks.
 #   windows  the i686 mingw-w64 cross compiler, 32-bit Wine and Xvfb, used to
 #            build NadiroUser.dll and run its test program.
 set -euo pipefail
 
-packages=(cmake g++ ninja-build pkg-config libgtest-dev libbenchmark-dev)
+packages=(cmake g++ ninja-build pkg-config libgtest-dev libbenchmark-dev libpng-dev libjpeg62-turbo-dev)
 want_i386=0
 # Extra package groups, asked for by the scripts that need them.
 for group in "$@"; do
   case "$group" in
+    browser) packages+=(chromium) ;;
     windows)
       packages+=(g++-mingw-w64-i686 wine wine32:i386 wine64 xvfb xauth)
       want_i386=1

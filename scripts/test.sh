@@ -5,7 +5,7 @@
 # suite as a Windows program under Wine.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh windows
+scripts/install-deps.sh browser windows
 jobs=$(nproc)
 for preset in release asan; do
   echo "== $preset: build"

@@ -8,17 +8,20 @@
 #include <fstream>
 
 #include "bmp.h"
+#include "formats.h"
 #include "cli.h"
 
 namespace nadiro::cli {
 
 // Each family's section of the gallery, defined beside its command.
 void demoOrderedDither(DemoContext& demo);
+void demoDither(DemoContext& demo);
 
 namespace {
 
 constexpr void (*kSections[])(DemoContext&) = {
     demoOrderedDither,
+    demoDither,
 };
 
 std::string escape(const std::string& s) {
@@ -76,8 +79,8 @@ int runDemo(std::span<const std::string> args) {
     return fail(demo.outDir, "cannot create the output folder");
   demo.sample = makeSampleImage(480, 320);
   demo.grey = toGrey8(demo.sample);
-  demo.add("Input", "sample.bmp", "Sample picture", "24-bit, 480 x 320", demo.sample);
-  demo.add("Input", "sample-grey.bmp", "Sample in grey", "(30 R + 59 G + 11 B) / 100", demo.grey);
+  demo.add("Input", "sample.png", "Sample picture", "24-bit, 480 x 320", demo.sample);
+  demo.add("Input", "sample-grey.png", "Sample in grey", "(30 R + 59 G + 11 B) / 100", demo.grey);
   for (auto section : kSections) section(demo);
   std::string error;
   if (!writeIndex(demo, error)) return fail(demo.outDir + "/index.html", error);
@@ -91,7 +94,7 @@ int runDemo(std::span<const std::string> args) {
 void DemoContext::add(const std::string& section, const std::string& file,
                       const std::string& title, const std::string& params, const Dib& image) {
   std::string error;
-  if (!writeBmp(outDir + "/" + file, image, error)) {
+  if (!writeImage(outDir + "/" + file, image, error)) {
     failed(file + ": " + error);
     return;
   }
@@ -107,7 +110,7 @@ extern const Command kDemoCommand = {
     "demo", "Tool", "render every operation on a built-in picture into a gallery",
     "Usage: nadiro demo [--out DIR]\n\n"
     "Renders a built-in, photo-like picture (gradients, hard edges, fine detail)\n"
-    "through every operation the tool offers, writes the results as BMP files and\n"
+    "through every operation the tool offers, writes the results as PNG files and\n"
     "an index.html that shows them side by side with their parameters.\n\n"
     "  --out DIR   output folder (default: demo-out)\n\n"
     "Example:\n  nadiro demo --out /tmp/gallery && xdg-open /tmp/gallery/index.html\n",
