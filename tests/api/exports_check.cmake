@@ -5,20 +5,9 @@
 set(posix_only NadiroGlobalAlloc NadiroGlobalLock NadiroGlobalUnlock NadiroGlobalSize
     NadiroGlobalFree NadiroSetProgressHook)
 
-file(STRINGS ${DEF} def_lines)
-set(listed ${posix_only})
-set(in_exports FALSE)
-foreach(line IN LISTS def_lines)
-  string(STRIP "${line}" line)
-  if(line STREQUAL "" OR line MATCHES "^;")
-    continue()
-  elseif(line STREQUAL "EXPORTS")
-    set(in_exports TRUE)
-  elseif(in_exports)
-    string(REGEX REPLACE "@[0-9]+$" "" name "${line}")
-    list(APPEND listed ${name})
-  endif()
-endforeach()
+include(${CMAKE_CURRENT_LIST_DIR}/../../cmake/NadiroExports.cmake)
+nadiro_read_def_exports(${DEF} listed)
+list(APPEND listed ${posix_only})
 
 execute_process(COMMAND ${NM} -D --defined-only ${MODULE} OUTPUT_VARIABLE symbols
                 RESULT_VARIABLE status)
