@@ -3,10 +3,11 @@
 # Packages already present are left alone, so this is quick on a set-up machine.
 set -euo pipefail
 
-packages=(cmake g++ ninja-build pkg-config libgtest-dev libbenchmark-dev)
+packages=(cmake g++ ninja-build pkg-config libgtest-dev libbenchmark-dev libpng-dev libjpeg62-turbo-dev)
 # Extra package groups, asked for by the scripts that need them.
 for group in "$@"; do
   case "$group" in
+    browser) packages+=(chromium) ;;
     windows) packages+=(g++-mingw-w64-i686 wine wine32:i386) ;;
     *) echo "install-deps: unknown group '$group'" >&2; exit 2 ;;
   esac

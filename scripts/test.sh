@@ -3,7 +3,7 @@
 # again under AddressSanitizer + UndefinedBehaviorSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh
+scripts/install-deps.sh browser
 jobs=$(nproc)
 for preset in release asan; do
   echo "== $preset: build"

@@ -27,6 +27,13 @@ struct Slot {
 
 class HandleTable {
  public:
+  HandleTable() = default;
+  HandleTable(const HandleTable&) = delete;
+  HandleTable& operator=(const HandleTable&) = delete;
+  ~HandleTable() {
+    for (Slot& s : slots_) std::free(s.data);
+  }
+
   MemHandle alloc(uint32_t flags, size_t bytes) {
     if (bytes > kMaxBlockBytes) return nullptr;
     // One byte at least, so that a zero-sized block still has an address.
@@ -111,9 +118,9 @@ class HandleTable {
 };
 
 HandleTable& table() {
-  // Never destroyed: handles may still be freed from other static destructors.
-  static HandleTable* t = new HandleTable;
-  return *t;
+  // Destroyed when the module unloads, releasing blocks the host never freed.
+  static HandleTable t;
+  return t;
 }
 
 }  // namespace

@@ -76,13 +76,22 @@ TEST_P(OrderedMatchesReference, WholeBlock) {
   }
 }
 
+std::string orderedCaseName(
+    const testing::TestParamInfo<std::tuple<uint32_t, Shape, test::Fill>>& info) {
+  const char* fills[] = {"flat", "gradient", "noise"};
+  const Shape shape = std::get<1>(info.param);
+  return "type" + std::to_string(std::get<0>(info.param)) + "_" + std::to_string(shape.width) +
+         "x" + std::to_string(shape.height) + "_" + fills[static_cast<int>(std::get<2>(info.param))];
+}
+
 INSTANTIATE_TEST_SUITE_P(
     AwkwardSizes, OrderedMatchesReference,
     testing::Combine(testing::Range(0u, 7u),
                      testing::Values(Shape{1, 1}, Shape{7, 3}, Shape{31, 2}, Shape{33, 7},
                                      Shape{1, 17}, Shape{64, 5}, Shape{1000, 3}, Shape{0, 4},
                                      Shape{5, 0}),
-                     testing::Values(test::Fill::Flat, test::Fill::Gradient, test::Fill::Noise)));
+                     testing::Values(test::Fill::Flat, test::Fill::Gradient, test::Fill::Noise)),
+    orderedCaseName);
 
 TEST(Ordered, MatricesHaveTheirSizesAndLargestEntries) {
   const uint32_t sizes[] = {6, 6, 5, 5, 8, 8, 16};

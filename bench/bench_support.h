@@ -1,0 +1,30 @@
+// Benchmark inputs: 4K pictures as library handles.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "frame/memory.h"
+
+namespace nadiro::bench {
+
+inline constexpr int32_t k4KWidth = 3840;
+inline constexpr int32_t k4KHeight = 2160;
+inline constexpr int64_t k4KPixels = int64_t{k4KWidth} * k4KHeight;
+
+// A 4K picture with smooth gradients and noise: bits 8 (grey table) or 24.
+std::vector<uint8_t> make4KImage(uint16_t bits);
+
+class BenchHandle {
+ public:
+  explicit BenchHandle(const std::vector<uint8_t>& bytes);
+  ~BenchHandle();
+  BenchHandle(const BenchHandle&) = delete;
+  BenchHandle& operator=(const BenchHandle&) = delete;
+  MemHandle get() const { return h_; }
+
+ private:
+  MemHandle h_;
+};
+
+}  // namespace nadiro::bench

@@ -1,0 +1,169 @@
+#include "bmp.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+namespace nadiro::cli {
+namespace {
+
+// Pictures larger than this are refused rather than allocated.
+constexpr uint64_t kMaxPixels = uint64_t{1} << 28;
+
+template <typename T>
+T get(std::span<const uint8_t> b, size_t offset) {
+  T v;
+  std::memcpy(&v, b.data() + offset, sizeof v);
+  return v;
+}
+template <typename T>
+void put(std::vector<uint8_t>& b, size_t offset, T v) {
+  std::memcpy(b.data() + offset, &v, sizeof v);
+}
+
+}  // namespace
+
+bool parseBmp(std::span<const uint8_t> file, Dib& out, std::string& error) {
+  if (file.size() < 14 + 12) {
+    error = file.empty() ? "empty file" : "too short to be a BMP file";
+    return false;
+  }
+  if (file[0] != 'B' || file[1] != 'M') {
+    error = "not a BMP file (no 'BM' signature)";
+    return false;
+  }
+  const uint32_t dataOffset = get<uint32_t>(file, 10);
+  const uint32_t headerSize = get<uint32_t>(file, 14);
+  const bool core = headerSize == 12;
+  if (!core && headerSize != 40 && headerSize != 52 && headerSize != 56 && headerSize != 108 &&
+      headerSize != 124) {
+    error = "unknown BMP header size " + std::to_string(headerSize);
+    return false;
+  }
+  if (file.size() < 14 + uint64_t{headerSize}) {
+    error = "truncated BMP header";
+    return false;
+  }
+  const auto h = file.subspan(14);
+  const int64_t width = core ? get<uint16_t>(h, 4) : get<int32_t>(h, 4);
+  const int64_t rawHeight = core ? get<uint16_t>(h, 6) : get<int32_t>(h, 8);
+  const uint16_t bits = get<uint16_t>(h, core ? 10 : 14);
+  const uint32_t compression = core ? 0 : get<uint32_t>(h, 16);
+  const uint32_t clrUsed = core ? 0 : get<uint32_t>(h, 32);
+  const bool topDown = rawHeight < 0;
+  const int64_t height = topDown ? -rawHeight : rawHeight;
+
+  if (bits != 1 && bits != 4 && bits != 8 && bits != 24 && bits != 32) {
+    error = "unsupported bit depth " + std::to_string(bits) + " (supported: 1, 4, 8, 24, 32)";
+    return false;
+  }
+  size_t tableAt = 14 + headerSize;
+  if (compression == 3 && bits == 32) {
+    // Bit fields are fine when they describe the ordinary B, G, R byte order.
+    const size_t masksAt = headerSize == 40 ? tableAt : 14 + 40;
+    if (file.size() < masksAt + 12 || get<uint32_t>(file, masksAt) != 0x00FF0000u ||
+        get<uint32_t>(file, masksAt + 4) != 0x0000FF00u ||
+        get<uint32_t>(file, masksAt + 8) != 0x000000FFu) {
+      error = "32-bit BMP with unusual bit fields is not supported";
+      return false;
+    }
+    if (headerSize == 40) tableAt += 12;
+  } else if (compression != 0) {
+    error = "compressed BMP (compression " + std::to_string(compression) + ") is not supported";
+    return false;
+  }
+  if (width <= 0 || height <= 0) {
+    error = "empty picture (" + std::to_string(width) + " x " + std::to_string(rawHeight) + ")";
+    return false;
+  }
+  if (uint64_t(width) * uint64_t(height) > kMaxPixels || width > 0x7FFFFF) {
+    error = "picture too large (" + std::to_string(width) + " x " + std::to_string(height) + ")";
+    return false;
+  }
+  const uint32_t fullTable = bits <= 8 ? (1u << bits) : 0u;
+  const uint32_t entries = bits <= 8 ? (clrUsed ? clrUsed : fullTable) : 0u;
+  if (entries > fullTable) {
+    error = "colour table of " + std::to_string(entries) + " entries is too long for " +
+            std::to_string(bits) + "-bit pixels";
+    return false;
+  }
+  const size_t entrySize = core ? 3 : 4;
+  if (file.size() < tableAt + uint64_t{entries} * entrySize) {
+    error = "truncated colour table";
+    return false;
+  }
+  const uint64_t stride = (uint64_t(width) * bits + 31) / 32 * 4;
+  const uint64_t need = stride * uint64_t(height);
+  if (dataOffset > file.size() || file.size() - dataOffset < need) {
+    error = "truncated pixel data (needs " + std::to_string(need) + " bytes at offset " +
+            std::to_string(dataOffset) + ", file has " + std::to_string(file.size()) + ")";
+    return false;
+  }
+
+  out = Dib::blank(int32_t(width), int32_t(height), bits);
+  put<int32_t>(out.bytes, 24, core ? 2835 : get<int32_t>(h, 24));
+  put<int32_t>(out.bytes, 28, core ? 2835 : get<int32_t>(h, 28));
+  for (uint32_t i = 0; i < entries; ++i)
+    std::memcpy(out.bytes.data() + 40 + 4 * size_t{i}, file.data() + tableAt + i * entrySize, 3);
+  for (int64_t r = 0; r < height; ++r) {
+    const int64_t from = topDown ? height - 1 - r : r;
+    std::memcpy(out.row(int32_t(r)), file.data() + dataOffset + uint64_t(from) * stride,
+                size_t(stride));
+  }
+  return true;
+}
+
+bool readBmp(const std::string& path, Dib& out, std::string& error) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) {
+    error = std::strerror(errno);
+    return false;
+  }
+  const std::vector<uint8_t> file((std::istreambuf_iterator<char>(in)),
+                                  std::istreambuf_iterator<char>());
+  if (in.bad()) {
+    error = "read error";
+    return false;
+  }
+  return parseBmp(file, out, error);
+}
+
+bool writeFileAtomically(const std::string& path, std::span<const uint8_t> bytes,
+                         std::string& error) {
+  const std::string temp = path + ".tmp-" + std::to_string(::getpid());
+  FILE* f = std::fopen(temp.c_str(), "wb");
+  if (!f) {
+    error = std::string("cannot write: ") + std::strerror(errno);
+    return false;
+  }
+  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
+  const bool closed = std::fclose(f) == 0;
+  if (!written || !closed || std::rename(temp.c_str(), path.c_str()) != 0) {
+    error = std::string("cannot write: ") + std::strerror(errno);
+    std::remove(temp.c_str());
+    return false;
+  }
+  return true;
+}
+
+bool writeBmp(const std::string& path, const Dib& dib, std::string& error) {
+  const size_t pixelOffset = dib.pixelOffset();
+  const size_t dataBytes = size_t{dib.stride()} * uint32_t(dib.height());
+  if (dib.bytes.size() < pixelOffset + dataBytes) {
+    error = "internal error: image block shorter than its rows";
+    return false;
+  }
+  std::vector<uint8_t> file(14);
+  file[0] = 'B';
+  file[1] = 'M';
+  put<uint32_t>(file, 2, uint32_t(14 + pixelOffset + dataBytes));
+  put<uint32_t>(file, 10, uint32_t(14 + pixelOffset));
+  file.insert(file.end(), dib.bytes.begin(), dib.bytes.begin() + ptrdiff_t(pixelOffset + dataBytes));
+  return writeFileAtomically(path, file, error);
+}
+
+}  // namespace nadiro::cli
