@@ -11,11 +11,15 @@
 
 namespace nadiro::cli {
 
+extern const Command kColorCommand;
+extern const Command kConvertCommand;
 extern const Command kOrderedDitherCommand;
 extern const Command kDemoCommand;
 
 std::span<const Command* const> commands() {
   static const Command* const kAll[] = {
+      &kColorCommand,
+      &kConvertCommand,
       &kOrderedDitherCommand,
       &kDemoCommand,
   };

@@ -14,11 +14,13 @@
 namespace nadiro::cli {
 
 // Each family's section of the gallery, defined beside its command.
+void demoColorModels(DemoContext& demo);
 void demoOrderedDither(DemoContext& demo);
 
 namespace {
 
 constexpr void (*kSections[])(DemoContext&) = {
+    demoColorModels,
     demoOrderedDither,
 };
 
