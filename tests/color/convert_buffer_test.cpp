@@ -177,7 +177,7 @@ TEST(ConvertBuffer, ProgressRangeAndSteps) {
   for (auto [length, steps] : {std::pair{1, 1}, std::pair{1500, 1}, std::pair{1501, 2},
                                std::pair{4500, 3}, std::pair{4501, 4}}) {
     std::vector<uint8_t> src(static_cast<size_t>(length) + 4, 7);
-    std::vector<uint8_t> dst(static_cast<size_t>(length) * 2, 0);
+    std::vector<uint8_t> dst(static_cast<size_t>(length) * 2 + 4, 0);
     gCounted = 0;
     EXPECT_EQ(color::convertBuffer(src.data(), dst.data(), length, 1, 2, 1, nullptr, &countingStep),
               length);
