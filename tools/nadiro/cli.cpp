@@ -14,6 +14,7 @@ namespace nadiro::cli {
 extern const Command kColorCommand;
 extern const Command kConvertCommand;
 extern const Command kOrderedDitherCommand;
+extern const Command kDitherCommand;
 extern const Command kDemoCommand;
 
 std::span<const Command* const> commands() {
@@ -21,6 +22,7 @@ std::span<const Command* const> commands() {
       &kColorCommand,
       &kConvertCommand,
       &kOrderedDitherCommand,
+      &kDitherCommand,
       &kDemoCommand,
   };
   return kAll;
