@@ -140,6 +140,241 @@ NADIRO_API NadiroHandle NADIRO_CALL DitherSharp(NadiroHandle image, int32_t bits
 NADIRO_API NadiroHandle NADIRO_CALL DitherSmooth(NadiroHandle image, int32_t bits);
 
 /* ------------------------------------------------------------------------
+ * Colour models
+ *
+ * Nine models: RGB, CMY, CMYK, HSV, HSI (the hue/saturation/lightness
+ * double cone), YIQ, YUV, XYZ and LAB. A colour record holds a model's
+ * components as bytes in model order; every model has three components but
+ * CMYK, which has four (C, M, Y, K). Hue bytes span 0..360 degrees; the
+ * signed components of YIQ, YUV and LAB are offset and scaled into 0..255.
+ * Every result byte is a double truncated toward zero after clamping to
+ * 0..255, never rounded.
+ * ------------------------------------------------------------------------ */
+
+/* A three-component colour record, components in model order. */
+typedef struct NadiroColor3 {
+  uint8_t v[3];
+} NadiroColor3;
+
+/* A CMYK colour record: v[0] C, v[1] M, v[2] Y, v[3] K. */
+typedef struct NadiroColor4 {
+  uint8_t v[4];
+} NadiroColor4;
+
+/* A CMYK result packed into 32 bits: C in the lowest byte, then M, Y, and K
+ * in the highest byte. */
+typedef uint32_t NadiroPackedCMYK;
+
+/* Colour-model identifiers of ConvertDIBColorSpace and ConvertColorSpace. An
+ * image holding a model other than RGB says so in its biCompression field:
+ * the tag beside each id (model 10 is written with CMYK's tag 12 and is
+ * never accepted as a source image). */
+enum NadiroColorModel {
+  NADIRO_MODEL_RGB = 1,      /* tag 0 */
+  NADIRO_MODEL_YUV = 2,      /* tag 10 */
+  NADIRO_MODEL_CMY = 3,      /* tag 11 */
+  NADIRO_MODEL_CMYK = 4,     /* tag 12; 4 bytes per pixel, stored K, Y, M, C */
+  NADIRO_MODEL_YIQ = 5,      /* tag 13 */
+  NADIRO_MODEL_HSV = 6,      /* tag 14 */
+  NADIRO_MODEL_HSI = 7,      /* tag 15 */
+  NADIRO_MODEL_XYZ = 8,      /* tag 16 */
+  NADIRO_MODEL_LAB = 9,      /* tag 17 */
+  NADIRO_MODEL_CMYK_UCR = 10 /* tag 12; CMYK with fixed under-colour removal */
+};
+
+/* The 72 single-colour conversions, one per ordered pair of models. Each
+ * reads the record at its argument and returns the converted record: by
+ * value for three-component targets, packed for CMYK. They keep no state
+ * and set no error code. */
+
+/* From RGB (R, G, B). */
+/* RGB to CMY (C, M, Y): bytes only; 255 - x. */
+NADIRO_API NadiroColor3 NADIRO_CALL RGBtoCMY(const NadiroColor3* rgb);
+/* RGB to CMYK (C, M, Y, K): bytes only; K = min of the complements. */
+NADIRO_API NadiroPackedCMYK NADIRO_CALL RGBtoCMYK(const NadiroColor3* rgb);
+/* RGB to HSV (H, S, V): direct, in doubles. */
+NADIRO_API NadiroColor3 NADIRO_CALL RGBtoHSV(const NadiroColor3* rgb);
+/* RGB to HSI (H, S, L): direct, in doubles. */
+NADIRO_API NadiroColor3 NADIRO_CALL RGBtoHSI(const NadiroColor3* rgb);
+/* RGB to YIQ (Y, I, Q): direct, in doubles. */
+NADIRO_API NadiroColor3 NADIRO_CALL RGBtoYIQ(const NadiroColor3* rgb);
+/* RGB to YUV (Y, U, V): direct, in doubles. */
+NADIRO_API NadiroColor3 NADIRO_CALL RGBtoYUV(const NadiroColor3* rgb);
+/* RGB to XYZ (X, Y, Z): direct, in doubles. */
+NADIRO_API NadiroColor3 NADIRO_CALL RGBtoXYZ(const NadiroColor3* rgb);
+/* RGB to LAB (L, a, b): direct, in doubles. */
+NADIRO_API NadiroColor3 NADIRO_CALL RGBtoLAB(const NadiroColor3* rgb);
+
+/* From CMY (C, M, Y). */
+/* CMY to RGB (R, G, B): bytes only; 255 - x. */
+NADIRO_API NadiroColor3 NADIRO_CALL CMYtoRGB(const NadiroColor3* cmy);
+/* CMY to CMYK (C, M, Y, K): bytes only; K = min(C, M, Y). */
+NADIRO_API NadiroPackedCMYK NADIRO_CALL CMYtoCMYK(const NadiroColor3* cmy);
+/* CMY to HSV (H, S, V): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL CMYtoHSV(const NadiroColor3* cmy);
+/* CMY to HSI (H, S, L): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL CMYtoHSI(const NadiroColor3* cmy);
+/* CMY to YIQ (Y, I, Q): complemented bytes passed to RGBtoYIQ. */
+NADIRO_API NadiroColor3 NADIRO_CALL CMYtoYIQ(const NadiroColor3* cmy);
+/* CMY to YUV (Y, U, V): complemented bytes passed to RGBtoYUV. */
+NADIRO_API NadiroColor3 NADIRO_CALL CMYtoYUV(const NadiroColor3* cmy);
+/* CMY to XYZ (X, Y, Z): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL CMYtoXYZ(const NadiroColor3* cmy);
+/* CMY to LAB (L, a, b): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL CMYtoLAB(const NadiroColor3* cmy);
+
+/* From CMYK (C, M, Y, K). */
+/* CMYK to RGB (R, G, B): bytes only; 255 - (C+K) wrapping modulo 256. */
+NADIRO_API NadiroColor3 NADIRO_CALL CMYKtoRGB(const NadiroColor4* cmyk);
+/* CMYK to CMY (C, M, Y): bytes only; C+K etc. wrap modulo 256. */
+NADIRO_API NadiroColor3 NADIRO_CALL CMYKtoCMY(const NadiroColor4* cmyk);
+/* CMYK to HSV (H, S, V): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL CMYKtoHSV(const NadiroColor4* cmyk);
+/* CMYK to HSI (H, S, L): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL CMYKtoHSI(const NadiroColor4* cmyk);
+/* CMYK to YIQ (Y, I, Q): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL CMYKtoYIQ(const NadiroColor4* cmyk);
+/* CMYK to YUV (Y, U, V): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL CMYKtoYUV(const NadiroColor4* cmyk);
+/* CMYK to XYZ (X, Y, Z): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL CMYKtoXYZ(const NadiroColor4* cmyk);
+/* CMYK to LAB (L, a, b): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL CMYKtoLAB(const NadiroColor4* cmyk);
+
+/* From HSV (H, S, V). */
+/* HSV to RGB (R, G, B): direct, in doubles. */
+NADIRO_API NadiroColor3 NADIRO_CALL HSVtoRGB(const NadiroColor3* hsv);
+/* HSV to CMY (C, M, Y): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL HSVtoCMY(const NadiroColor3* hsv);
+/* HSV to CMYK (C, M, Y, K): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroPackedCMYK NADIRO_CALL HSVtoCMYK(const NadiroColor3* hsv);
+/* HSV to HSI (H, S, L): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL HSVtoHSI(const NadiroColor3* hsv);
+/* HSV to YIQ (Y, I, Q): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL HSVtoYIQ(const NadiroColor3* hsv);
+/* HSV to YUV (Y, U, V): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL HSVtoYUV(const NadiroColor3* hsv);
+/* HSV to XYZ (X, Y, Z): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL HSVtoXYZ(const NadiroColor3* hsv);
+/* HSV to LAB (L, a, b): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL HSVtoLAB(const NadiroColor3* hsv);
+
+/* From HSI (H, S, L). */
+/* HSI to RGB (R, G, B): direct, in doubles. */
+NADIRO_API NadiroColor3 NADIRO_CALL HSItoRGB(const NadiroColor3* hsi);
+/* HSI to CMY (C, M, Y): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL HSItoCMY(const NadiroColor3* hsi);
+/* HSI to CMYK (C, M, Y, K): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroPackedCMYK NADIRO_CALL HSItoCMYK(const NadiroColor3* hsi);
+/* HSI to HSV (H, S, V): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL HSItoHSV(const NadiroColor3* hsi);
+/* HSI to YIQ (Y, I, Q): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL HSItoYIQ(const NadiroColor3* hsi);
+/* HSI to YUV (Y, U, V): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL HSItoYUV(const NadiroColor3* hsi);
+/* HSI to XYZ (X, Y, Z): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL HSItoXYZ(const NadiroColor3* hsi);
+/* HSI to LAB (L, a, b): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL HSItoLAB(const NadiroColor3* hsi);
+
+/* From YIQ (Y, I, Q). */
+/* YIQ to RGB (R, G, B): direct, in doubles. */
+NADIRO_API NadiroColor3 NADIRO_CALL YIQtoRGB(const NadiroColor3* yiq);
+/* YIQ to CMY (C, M, Y): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL YIQtoCMY(const NadiroColor3* yiq);
+/* YIQ to CMYK (C, M, Y, K): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroPackedCMYK NADIRO_CALL YIQtoCMYK(const NadiroColor3* yiq);
+/* YIQ to HSV (H, S, V): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL YIQtoHSV(const NadiroColor3* yiq);
+/* YIQ to HSI (H, S, L): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL YIQtoHSI(const NadiroColor3* yiq);
+/* YIQ to YUV (Y, U, V): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL YIQtoYUV(const NadiroColor3* yiq);
+/* YIQ to XYZ (X, Y, Z): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL YIQtoXYZ(const NadiroColor3* yiq);
+/* YIQ to LAB (L, a, b): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL YIQtoLAB(const NadiroColor3* yiq);
+
+/* From YUV (Y, U, V). */
+/* YUV to RGB (R, G, B): direct, in doubles. */
+NADIRO_API NadiroColor3 NADIRO_CALL YUVtoRGB(const NadiroColor3* yuv);
+/* YUV to CMY (C, M, Y): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL YUVtoCMY(const NadiroColor3* yuv);
+/* YUV to CMYK (C, M, Y, K): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroPackedCMYK NADIRO_CALL YUVtoCMYK(const NadiroColor3* yuv);
+/* YUV to HSV (H, S, V): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL YUVtoHSV(const NadiroColor3* yuv);
+/* YUV to HSI (H, S, L): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL YUVtoHSI(const NadiroColor3* yuv);
+/* YUV to YIQ (Y, I, Q): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL YUVtoYIQ(const NadiroColor3* yuv);
+/* YUV to XYZ (X, Y, Z): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL YUVtoXYZ(const NadiroColor3* yuv);
+/* YUV to LAB (L, a, b): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL YUVtoLAB(const NadiroColor3* yuv);
+
+/* From XYZ (X, Y, Z). */
+/* XYZ to RGB (R, G, B): direct, in doubles. */
+NADIRO_API NadiroColor3 NADIRO_CALL XYZtoRGB(const NadiroColor3* xyz);
+/* XYZ to CMY (C, M, Y): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL XYZtoCMY(const NadiroColor3* xyz);
+/* XYZ to CMYK (C, M, Y, K): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroPackedCMYK NADIRO_CALL XYZtoCMYK(const NadiroColor3* xyz);
+/* XYZ to HSV (H, S, V): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL XYZtoHSV(const NadiroColor3* xyz);
+/* XYZ to HSI (H, S, L): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL XYZtoHSI(const NadiroColor3* xyz);
+/* XYZ to YIQ (Y, I, Q): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL XYZtoYIQ(const NadiroColor3* xyz);
+/* XYZ to YUV (Y, U, V): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL XYZtoYUV(const NadiroColor3* xyz);
+/* XYZ to LAB (L, a, b): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL XYZtoLAB(const NadiroColor3* xyz);
+
+/* From LAB (L, a, b). */
+/* LAB to RGB (R, G, B): direct, in doubles. */
+NADIRO_API NadiroColor3 NADIRO_CALL LABtoRGB(const NadiroColor3* lab);
+/* LAB to CMY (C, M, Y): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL LABtoCMY(const NadiroColor3* lab);
+/* LAB to CMYK (C, M, Y, K): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroPackedCMYK NADIRO_CALL LABtoCMYK(const NadiroColor3* lab);
+/* LAB to HSV (H, S, V): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL LABtoHSV(const NadiroColor3* lab);
+/* LAB to HSI (H, S, L): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL LABtoHSI(const NadiroColor3* lab);
+/* LAB to YIQ (Y, I, Q): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL LABtoYIQ(const NadiroColor3* lab);
+/* LAB to YUV (Y, U, V): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL LABtoYUV(const NadiroColor3* lab);
+/* LAB to XYZ (X, Y, Z): through RGB in doubles, no byte in between. */
+NADIRO_API NadiroColor3 NADIRO_CALL LABtoXYZ(const NadiroColor3* lab);
+
+/* Converts a whole 24-bit (or 32-bit) image between models and returns a new
+ * image holding the target's components, tagged in biCompression; pixels are
+ * stored in reversed component order (B, G, R for RGB; K, Y, M, C for the
+ * 32-bit CMYK images). `from` must match the image's tag. Equal models
+ * return the very handle passed in. A 32-bit source that is not CMYK is
+ * walked with 24-bit rows. With showProgress non-zero a progress dialog
+ * owned by `owner` is shown and can cancel. Returns 0 on failure, the code
+ * in GetLastColorConvertError. */
+NADIRO_API NadiroHandle NADIRO_CALL ConvertDIBColorSpace(NadiroHandle image, int32_t from,
+                                                        int32_t to, int32_t showProgress,
+                                                        NadiroWindow owner);
+
+/* Converts a raw buffer of `length` bytes, pixels in model order (3 bytes,
+ * or 4 for a CMYK source), into `target` (3 bytes per pixel, or 4 for CMYK
+ * targets: length * 4 / 3 bytes). A pixel starts at every multiple of 3 (4)
+ * below length and is read whole, even past length. Returns the number of
+ * bytes walked (length, or less when cancelled), or -1 on failure. */
+NADIRO_API int32_t NADIRO_CALL ConvertColorSpace(const uint8_t* source, uint8_t* target,
+                                                 int32_t length, int32_t from, int32_t to,
+                                                 int32_t showProgress, NadiroWindow owner);
+
+/* The calling thread's last-error code (NADIRO_OK or a NADIRO_ERR_* value)
+ * left by the conversion, channel and adjustment exports. */
+NADIRO_API uint32_t NADIRO_CALL GetLastColorConvertError(void);
+
+/* ------------------------------------------------------------------------
  * Image memory on platforms without Windows global memory. These behave
  * like GlobalAlloc/GlobalLock/GlobalUnlock/GlobalSize/GlobalFree: flags 66
  * (movable, zero-filled) or 64 (fixed, zero-filled); locks nest; an unknown

@@ -14,12 +14,14 @@
 namespace nadiro::cli {
 
 // Each family's section of the gallery, defined beside its command.
+void demoColorModels(DemoContext& demo);
 void demoOrderedDither(DemoContext& demo);
 void demoDither(DemoContext& demo);
 
 namespace {
 
 constexpr void (*kSections[])(DemoContext&) = {
+    demoColorModels,
     demoOrderedDither,
     demoDither,
 };

@@ -1,0 +1,28 @@
+// Whole-image colour conversion of a 4K RGB picture (items/s = pixels/s).
+#include <benchmark/benchmark.h>
+
+#include "bench_support.h"
+#include "nadiro/nadiro.h"
+
+namespace nadiro::bench {
+namespace {
+
+void BM_ConvertDIBColorSpace(benchmark::State& state) {
+  const BenchHandle image(make4KImage(24));
+  const auto to = static_cast<int32_t>(state.range(0));
+  for (auto _ : state) {
+    NadiroHandle out = ConvertDIBColorSpace(image.get(), NADIRO_MODEL_RGB, to, 0, nullptr);
+    benchmark::DoNotOptimize(out);
+    memFree(out);
+  }
+  state.SetItemsProcessed(state.iterations() * k4KPixels);
+  state.SetLabel(to == NADIRO_MODEL_HSV ? "RGB->HSV" : to == NADIRO_MODEL_LAB ? "RGB->LAB" : "RGB->YUV");
+}
+BENCHMARK(BM_ConvertDIBColorSpace)
+    ->Arg(NADIRO_MODEL_HSV)
+    ->Arg(NADIRO_MODEL_LAB)
+    ->Arg(NADIRO_MODEL_YUV)
+    ->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace nadiro::bench
