@@ -91,6 +91,22 @@ expect_refusal "batch with a bad file among good ones" 1 ordered-dither "$work/i
 expect_refusal "matrix 7" 2 ordered-dither --matrix 7 "$sample" "$work/out-m7.bmp"
 expect_refusal "unknown option" 2 ordered-dither --bogus 1 "$sample" "$work/out-x.bmp"
 expect_refusal "unknown command" 2 frobnicate
+# Colour models: one colour, whole pictures there and back, the gallery.
+check "color RGB HSV 255 0 0" test "$("$nadiro" color RGB HSV 255 0 0)" = "0 255 255"
+check "color CMYK RGB wraps" test "$("$nadiro" color CMYK RGB 200 0 0 100)" = "211 155 155"
+check "color RGB CMYK black" test "$("$nadiro" color rgb cmyk 0 0 0)" = "0 0 0 255"
+expect_refusal "color with a missing component" 2 color RGB LAB 1 2
+expect_refusal "color with a byte out of range" 2 color RGB LAB 1 2 256
+check "convert to HSV" "$nadiro" convert --to HSV "$sample" "$work/hsv.bmp"
+check "HSV result is tagged 14" test "$(od -An -tu4 -j30 -N4 "$work/hsv.bmp" | tr -d ' ')" = 14
+expect_refusal "tagged result as PNG" 1 convert --to HSV "$sample" "$work/hsv.png"
+check "convert to CMY and back" "$nadiro" convert --to CMY "$sample" "$work/cmy.bmp"
+check "back from CMY" "$nadiro" convert --from CMY --to RGB "$work/cmy.bmp" "$work/rgb.bmp"
+"$nadiro" convert --to RGB "$sample" "$work/rgb-direct.bmp" >/dev/null 2>&1
+check "CMY round trip is exact" cmp -s "$work/rgb.bmp" "$work/rgb-direct.bmp"
+expect_refusal "source model that does not match the tag" 1 convert --from HSV --to RGB "$work/cmy.bmp" "$work/x.bmp"
+expect_refusal "unknown model" 2 convert --to PANTONE "$sample" "$work/x.bmp"
+check "demo shows the colour-model channels" test "$(ls "$work"/demo/model-*.png | wc -l)" -eq 32
 check "no temporary files left behind" test -z "$(find "$work" -name '*.tmp-*')"
 
 echo "$failures failed"

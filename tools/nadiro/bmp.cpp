@@ -59,7 +59,9 @@ bool parseBmp(std::span<const uint8_t> file, Dib& out, std::string& error) {
       return false;
     }
     if (headerSize == 40) tableAt += 12;
-  } else if (compression != 0) {
+  } else if (compression != 0 && !(compression >= 10 && compression <= 17 && bits >= 24)) {
+    // 10..17 on 24/32-bit pixels mark a picture holding another colour model
+    // (written by `nadiro convert`); the tag is kept, the rows are plain.
     error = "compressed BMP (compression " + std::to_string(compression) + ") is not supported";
     return false;
   }
@@ -94,6 +96,7 @@ bool parseBmp(std::span<const uint8_t> file, Dib& out, std::string& error) {
   out = Dib::blank(int32_t(width), int32_t(height), bits);
   storeField<int32_t>(out.bytes, 24, core ? 2835 : loadField<int32_t>(h, 24));
   storeField<int32_t>(out.bytes, 28, core ? 2835 : loadField<int32_t>(h, 28));
+  if (compression != 3) storeField<uint32_t>(out.bytes, 16, compression);
   for (uint32_t i = 0; i < entries; ++i)
     std::memcpy(out.bytes.data() + 40 + 4 * size_t{i}, file.data() + tableAt + i * entrySize, 3);
   for (int64_t r = 0; r < height; ++r) {

@@ -11,6 +11,8 @@
 
 namespace nadiro::cli {
 
+extern const Command kColorCommand;
+extern const Command kConvertCommand;
 extern const Command kOrderedDitherCommand;
 extern const Command kDitherCommand;
 extern const Command kSplitCommand;
@@ -20,6 +22,8 @@ extern const Command kDemoCommand;
 
 std::span<const Command* const> commands() {
   static const Command* const kAll[] = {
+      &kColorCommand,
+      &kConvertCommand,
       &kOrderedDitherCommand,
       &kDitherCommand,
       &kSplitCommand,

@@ -14,6 +14,7 @@
 namespace nadiro::cli {
 
 // Each family's section of the gallery, defined beside its command.
+void demoColorModels(DemoContext& demo);
 void demoOrderedDither(DemoContext& demo);
 void demoDither(DemoContext& demo);
 void demoChannels(DemoContext& demo);
@@ -22,6 +23,7 @@ void demoConvolution(DemoContext& demo);
 namespace {
 
 constexpr void (*kSections[])(DemoContext&) = {
+    demoColorModels,
     demoOrderedDither,
     demoDither,
     demoChannels,

@@ -34,5 +34,8 @@ int runImageOperation(const char* command, const Args& args, const ImageOp& op);
 
 // True once the user pressed Ctrl-C.
 bool interrupted();
+// What Ctrl-C does (async-signal-safe); tests call it directly.
+void requestInterrupt();
+void clearInterrupt();
 
 }  // namespace nadiro::cli

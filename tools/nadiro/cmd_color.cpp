@@ -1,0 +1,178 @@
+// `nadiro color` (one colour between models) and `nadiro convert` (a whole
+// picture into another colour model), plus the demo's channel gallery.
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "cli.h"
+#include "demo.h"
+#include "operation.h"
+
+namespace nadiro::cli {
+namespace {
+
+struct ModelName {
+  const char* name;
+  int32_t id;
+  const char* channels[4];
+};
+
+const ModelName kModels[] = {
+    {"RGB", NADIRO_MODEL_RGB, {"R", "G", "B", nullptr}},
+    {"YUV", NADIRO_MODEL_YUV, {"Y", "U", "V", nullptr}},
+    {"CMY", NADIRO_MODEL_CMY, {"C", "M", "Y", nullptr}},
+    {"CMYK", NADIRO_MODEL_CMYK, {"C", "M", "Y", "K"}},
+    {"YIQ", NADIRO_MODEL_YIQ, {"Y", "I", "Q", nullptr}},
+    {"HSV", NADIRO_MODEL_HSV, {"H", "S", "V", nullptr}},
+    {"HSI", NADIRO_MODEL_HSI, {"H", "S", "I", nullptr}},
+    {"XYZ", NADIRO_MODEL_XYZ, {"X", "Y", "Z", nullptr}},
+    {"LAB", NADIRO_MODEL_LAB, {"L", "A", "B", nullptr}},
+    {"CMYK-UCR", NADIRO_MODEL_CMYK_UCR, {"C", "M", "Y", "K"}},
+};
+
+const ModelName* findModel(const std::string& text) {
+  std::string upper;
+  for (char c : text) upper += static_cast<char>(c >= 'a' && c <= 'z' ? c - 32 : c);
+  for (const auto& m : kModels)
+    if (upper == m.name || upper == std::to_string(m.id)) return &m;
+  return nullptr;
+}
+
+bool fourComponents(int32_t id) { return id == NADIRO_MODEL_CMYK || id == NADIRO_MODEL_CMYK_UCR; }
+
+int runColor(std::span<const std::string> args) {
+  const Args a(args, {});
+  if (!a.ok()) return usage("color", a.error());
+  const auto& pos = a.positional();
+  if (pos.size() < 2) return usage("color", "expected FROM TO and the colour's components");
+  const ModelName* from = findModel(pos[0]);
+  const ModelName* to = findModel(pos[1]);
+  if (!from || from->id == NADIRO_MODEL_CMYK_UCR)
+    return usage("color", "unknown source model '" + pos[0] + "'");
+  if (!to || to->id == NADIRO_MODEL_CMYK_UCR)
+    return usage("color", "unknown target model '" + pos[1] + "'");
+  if (from->id == to->id) return usage("color", "FROM and TO must differ");
+  const size_t count = fourComponents(from->id) ? 4 : 3;
+  if (pos.size() != 2 + count)
+    return usage("color", std::string(from->name) + " takes " + std::to_string(count) +
+                              " components");
+  uint8_t in[4] = {};
+  for (size_t i = 0; i < count; ++i) {
+    const auto v = parseInteger(pos[2 + i], 0, 255);
+    if (!v) return usage("color", "components are whole numbers from 0 to 255");
+    in[i] = static_cast<uint8_t>(*v);
+  }
+  // The buffer conversion runs the library's pixel function for the pair.
+  uint8_t out[4] = {};
+  if (ConvertColorSpace(in, out, static_cast<int32_t>(count), from->id, to->id, 0, nullptr) < 0)
+    return fail("color", "the library refused the conversion");
+  const size_t outCount = fourComponents(to->id) ? 4 : 3;
+  for (size_t i = 0; i < outCount; ++i) std::printf(i ? " %u" : "%u", unsigned{out[i]});
+  std::printf("\n");
+  return kExitOk;
+}
+
+// 24-bit copy of any picture the tool reads (palette pictures expanded).
+Dib to24(const Dib& in) {
+  if (in.bits() == 24 || in.bits() == 32) return in;
+  Dib out = Dib::blank(in.width(), in.height(), 24);
+  for (int32_t r = 0; r < in.height(); ++r)
+    for (int32_t x = 0; x < in.width(); ++x) in.bgr(r, x, out.row(r) + 3 * x);
+  return out;
+}
+
+int runConvert(std::span<const std::string> args) {
+  const Args a(args, withImageFlags({"--from", "--to"}));
+  if (!a.ok()) return usage("convert", a.error());
+  const ModelName* from = findModel(a.value("--from").value_or("RGB"));
+  const ModelName* to = a.has("--to") ? findModel(*a.value("--to")) : nullptr;
+  if (!from || from->id == NADIRO_MODEL_CMYK_UCR)
+    return usage("convert", "--from must be one of RGB YUV CMY CMYK YIQ HSV HSI XYZ LAB");
+  if (!to) return usage("convert", "--to must be one of RGB YUV CMY CMYK YIQ HSV HSI XYZ LAB CMYK-UCR");
+  return runImageOperation("convert", a, [&](const Dib& in, Dib& out, std::string& error) {
+    const Handle source(from->id == NADIRO_MODEL_RGB ? to24(in) : in);
+    NadiroHandle result = ConvertDIBColorSpace(source.get(), from->id, to->id, 0, nullptr);
+    if (!result) {
+      error = "the library refused the picture (last error " +
+              std::to_string(GetLastColorConvertError()) + "; is it a " + from->name +
+              " picture of 24 or 32 bits?)";
+      return false;
+    }
+    if (result == source.get()) {  // equal models: the library hands back the input
+      out = source.dib();
+      return true;
+    }
+    out = Handle(result).dib();
+    return true;
+  });
+}
+
+// One channel of a converted picture as an 8-bit grey picture. Pixels are
+// stored reversed: channel c of n sits at byte n - 1 - c.
+Dib channelImage(const Dib& converted, size_t channel, size_t channels) {
+  Dib grey = Dib::blank(converted.width(), converted.height(), 8);
+  for (uint32_t i = 0; i < 256; ++i) std::memset(grey.bytes.data() + 40 + 4 * i, int(i), 3);
+  for (int32_t r = 0; r < converted.height(); ++r)
+    for (int32_t x = 0; x < converted.width(); ++x)
+      grey.row(r)[x] = converted.row(r)[size_t(x) * channels + channels - 1 - channel];
+  return grey;
+}
+
+}  // namespace
+
+void demoColorModels(DemoContext& demo) {
+  const Handle sample(demo.sample);
+  for (const auto& m : kModels) {
+    NadiroHandle result = ConvertDIBColorSpace(sample.get(), NADIRO_MODEL_RGB, m.id, 0, nullptr);
+    if (!result) {
+      demo.failed(std::string("ConvertDIBColorSpace refused RGB to ") + m.name);
+      continue;
+    }
+    Dib converted;
+    if (result == sample.get()) {
+      converted = demo.sample;
+    } else {
+      converted = Handle(result).dib();
+    }
+    const size_t channels = fourComponents(m.id) ? 4 : 3;
+    std::string lower;
+    for (const char* c = m.name; *c; ++c) lower += static_cast<char>(*c >= 'A' && *c <= 'Z' ? *c + 32 : *c);
+    for (size_t c = 0; c < channels; ++c) {
+      demo.add("Colour models", "model-" + lower + "-" + std::to_string(c + 1) + ".png",
+               std::string(m.name) + " channel " + m.channels[c],
+               std::string("nadiro convert --to ") + m.name, channelImage(converted, c, channels));
+    }
+  }
+}
+
+extern const Command kColorCommand = {
+    "color", "Colour models", "convert one colour between models: color RGB HSV 255 0 0",
+    "Usage: nadiro color FROM TO V1 V2 V3 [V4]\n\n"
+    "Converts one colour, given as bytes 0..255 in FROM's component order, and\n"
+    "prints the result's bytes in TO's order. Models: RGB, CMY, CMYK (four\n"
+    "components C M Y K), HSV, HSI, YIQ, YUV, XYZ, LAB. Hue bytes span 0..360\n"
+    "degrees; the signed components of YIQ, YUV and LAB are offset into 0..255.\n"
+    "Results are truncated, never rounded.\n\n"
+    "Example:\n  nadiro color RGB HSV 255 0 0      prints 0 255 255\n",
+    runColor};
+
+extern const Command kConvertCommand = {
+    "convert", "Colour models", "a whole picture into another colour model",
+    "Usage: nadiro convert --from MODEL --to MODEL IN OUT\n"
+    "       nadiro convert --from MODEL --to MODEL IN... --out-dir DIR\n\n"
+    "Converts every pixel of a 24-bit picture (or a 32-bit CMYK one) into another\n"
+    "colour model. MODEL is RGB (default --from), YUV, CMY, CMYK, YIQ, HSV, HSI,\n"
+    "XYZ, LAB, or as target only CMYK-UCR (CMYK with fixed under-colour removal),\n"
+    "or the model's number 1..10. Palette pictures are expanded to 24 bits when\n"
+    "--from is RGB.\n\n"
+    "The result holds the target model's components in reversed order (as B, G, R\n"
+    "are) and names its model in the BMP header's compression field (10..17). Such\n"
+    "a tagged, non-RGB picture is still a valid BMP file of plain rows, but only\n"
+    "BMP can hold it: write it as .bmp (PNG and JPEG are refused). CMYK targets\n"
+    "are 32-bit pictures stored K, Y, M, C. Feed a tagged BMP back with the\n"
+    "matching --from to convert it again.\n\n" NADIRO_IMAGE_FLAGS_HELP "\n"
+    "Example:\n  nadiro convert --to HSV photo.jpg photo-hsv.bmp\n"
+    "  nadiro convert --from HSV --to RGB photo-hsv.bmp back.png\n",
+    runConvert};
+
+}  // namespace nadiro::cli
