@@ -190,165 +190,165 @@ enum NadiroColorModel {
 
 /* From RGB (R, G, B). */
 /* RGB to CMY (C, M, Y): bytes only; 255 - x. */
-NADIRO_API NadiroColor3 NADIRO_CALL RGBtoCMY(const NadiroColor3* rgb);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL RGBtoCMY(const NadiroColor3* rgb);
 /* RGB to CMYK (C, M, Y, K): bytes only; K = min of the complements. */
 NADIRO_API NadiroPackedCMYK NADIRO_CALL RGBtoCMYK(const NadiroColor3* rgb);
 /* RGB to HSV (H, S, V): direct, in doubles. */
-NADIRO_API NadiroColor3 NADIRO_CALL RGBtoHSV(const NadiroColor3* rgb);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL RGBtoHSV(const NadiroColor3* rgb);
 /* RGB to HSI (H, S, L): direct, in doubles. */
-NADIRO_API NadiroColor3 NADIRO_CALL RGBtoHSI(const NadiroColor3* rgb);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL RGBtoHSI(const NadiroColor3* rgb);
 /* RGB to YIQ (Y, I, Q): direct, in doubles. */
-NADIRO_API NadiroColor3 NADIRO_CALL RGBtoYIQ(const NadiroColor3* rgb);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL RGBtoYIQ(const NadiroColor3* rgb);
 /* RGB to YUV (Y, U, V): direct, in doubles. */
-NADIRO_API NadiroColor3 NADIRO_CALL RGBtoYUV(const NadiroColor3* rgb);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL RGBtoYUV(const NadiroColor3* rgb);
 /* RGB to XYZ (X, Y, Z): direct, in doubles. */
-NADIRO_API NadiroColor3 NADIRO_CALL RGBtoXYZ(const NadiroColor3* rgb);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL RGBtoXYZ(const NadiroColor3* rgb);
 /* RGB to LAB (L, a, b): direct, in doubles. */
-NADIRO_API NadiroColor3 NADIRO_CALL RGBtoLAB(const NadiroColor3* rgb);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL RGBtoLAB(const NadiroColor3* rgb);
 
 /* From CMY (C, M, Y). */
 /* CMY to RGB (R, G, B): bytes only; 255 - x. */
-NADIRO_API NadiroColor3 NADIRO_CALL CMYtoRGB(const NadiroColor3* cmy);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL CMYtoRGB(const NadiroColor3* cmy);
 /* CMY to CMYK (C, M, Y, K): bytes only; K = min(C, M, Y). */
 NADIRO_API NadiroPackedCMYK NADIRO_CALL CMYtoCMYK(const NadiroColor3* cmy);
 /* CMY to HSV (H, S, V): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL CMYtoHSV(const NadiroColor3* cmy);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL CMYtoHSV(const NadiroColor3* cmy);
 /* CMY to HSI (H, S, L): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL CMYtoHSI(const NadiroColor3* cmy);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL CMYtoHSI(const NadiroColor3* cmy);
 /* CMY to YIQ (Y, I, Q): complemented bytes passed to RGBtoYIQ. */
-NADIRO_API NadiroColor3 NADIRO_CALL CMYtoYIQ(const NadiroColor3* cmy);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL CMYtoYIQ(const NadiroColor3* cmy);
 /* CMY to YUV (Y, U, V): complemented bytes passed to RGBtoYUV. */
-NADIRO_API NadiroColor3 NADIRO_CALL CMYtoYUV(const NadiroColor3* cmy);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL CMYtoYUV(const NadiroColor3* cmy);
 /* CMY to XYZ (X, Y, Z): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL CMYtoXYZ(const NadiroColor3* cmy);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL CMYtoXYZ(const NadiroColor3* cmy);
 /* CMY to LAB (L, a, b): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL CMYtoLAB(const NadiroColor3* cmy);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL CMYtoLAB(const NadiroColor3* cmy);
 
 /* From CMYK (C, M, Y, K). */
 /* CMYK to RGB (R, G, B): bytes only; 255 - (C+K) wrapping modulo 256. */
-NADIRO_API NadiroColor3 NADIRO_CALL CMYKtoRGB(const NadiroColor4* cmyk);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL CMYKtoRGB(const NadiroColor4* cmyk);
 /* CMYK to CMY (C, M, Y): bytes only; C+K etc. wrap modulo 256. */
-NADIRO_API NadiroColor3 NADIRO_CALL CMYKtoCMY(const NadiroColor4* cmyk);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL CMYKtoCMY(const NadiroColor4* cmyk);
 /* CMYK to HSV (H, S, V): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL CMYKtoHSV(const NadiroColor4* cmyk);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL CMYKtoHSV(const NadiroColor4* cmyk);
 /* CMYK to HSI (H, S, L): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL CMYKtoHSI(const NadiroColor4* cmyk);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL CMYKtoHSI(const NadiroColor4* cmyk);
 /* CMYK to YIQ (Y, I, Q): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL CMYKtoYIQ(const NadiroColor4* cmyk);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL CMYKtoYIQ(const NadiroColor4* cmyk);
 /* CMYK to YUV (Y, U, V): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL CMYKtoYUV(const NadiroColor4* cmyk);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL CMYKtoYUV(const NadiroColor4* cmyk);
 /* CMYK to XYZ (X, Y, Z): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL CMYKtoXYZ(const NadiroColor4* cmyk);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL CMYKtoXYZ(const NadiroColor4* cmyk);
 /* CMYK to LAB (L, a, b): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL CMYKtoLAB(const NadiroColor4* cmyk);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL CMYKtoLAB(const NadiroColor4* cmyk);
 
 /* From HSV (H, S, V). */
 /* HSV to RGB (R, G, B): direct, in doubles. */
-NADIRO_API NadiroColor3 NADIRO_CALL HSVtoRGB(const NadiroColor3* hsv);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL HSVtoRGB(const NadiroColor3* hsv);
 /* HSV to CMY (C, M, Y): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL HSVtoCMY(const NadiroColor3* hsv);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL HSVtoCMY(const NadiroColor3* hsv);
 /* HSV to CMYK (C, M, Y, K): through RGB in doubles, no byte in between. */
 NADIRO_API NadiroPackedCMYK NADIRO_CALL HSVtoCMYK(const NadiroColor3* hsv);
 /* HSV to HSI (H, S, L): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL HSVtoHSI(const NadiroColor3* hsv);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL HSVtoHSI(const NadiroColor3* hsv);
 /* HSV to YIQ (Y, I, Q): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL HSVtoYIQ(const NadiroColor3* hsv);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL HSVtoYIQ(const NadiroColor3* hsv);
 /* HSV to YUV (Y, U, V): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL HSVtoYUV(const NadiroColor3* hsv);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL HSVtoYUV(const NadiroColor3* hsv);
 /* HSV to XYZ (X, Y, Z): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL HSVtoXYZ(const NadiroColor3* hsv);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL HSVtoXYZ(const NadiroColor3* hsv);
 /* HSV to LAB (L, a, b): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL HSVtoLAB(const NadiroColor3* hsv);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL HSVtoLAB(const NadiroColor3* hsv);
 
 /* From HSI (H, S, L). */
 /* HSI to RGB (R, G, B): direct, in doubles. */
-NADIRO_API NadiroColor3 NADIRO_CALL HSItoRGB(const NadiroColor3* hsi);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL HSItoRGB(const NadiroColor3* hsi);
 /* HSI to CMY (C, M, Y): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL HSItoCMY(const NadiroColor3* hsi);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL HSItoCMY(const NadiroColor3* hsi);
 /* HSI to CMYK (C, M, Y, K): through RGB in doubles, no byte in between. */
 NADIRO_API NadiroPackedCMYK NADIRO_CALL HSItoCMYK(const NadiroColor3* hsi);
 /* HSI to HSV (H, S, V): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL HSItoHSV(const NadiroColor3* hsi);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL HSItoHSV(const NadiroColor3* hsi);
 /* HSI to YIQ (Y, I, Q): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL HSItoYIQ(const NadiroColor3* hsi);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL HSItoYIQ(const NadiroColor3* hsi);
 /* HSI to YUV (Y, U, V): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL HSItoYUV(const NadiroColor3* hsi);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL HSItoYUV(const NadiroColor3* hsi);
 /* HSI to XYZ (X, Y, Z): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL HSItoXYZ(const NadiroColor3* hsi);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL HSItoXYZ(const NadiroColor3* hsi);
 /* HSI to LAB (L, a, b): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL HSItoLAB(const NadiroColor3* hsi);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL HSItoLAB(const NadiroColor3* hsi);
 
 /* From YIQ (Y, I, Q). */
 /* YIQ to RGB (R, G, B): direct, in doubles. */
-NADIRO_API NadiroColor3 NADIRO_CALL YIQtoRGB(const NadiroColor3* yiq);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL YIQtoRGB(const NadiroColor3* yiq);
 /* YIQ to CMY (C, M, Y): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL YIQtoCMY(const NadiroColor3* yiq);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL YIQtoCMY(const NadiroColor3* yiq);
 /* YIQ to CMYK (C, M, Y, K): through RGB in doubles, no byte in between. */
 NADIRO_API NadiroPackedCMYK NADIRO_CALL YIQtoCMYK(const NadiroColor3* yiq);
 /* YIQ to HSV (H, S, V): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL YIQtoHSV(const NadiroColor3* yiq);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL YIQtoHSV(const NadiroColor3* yiq);
 /* YIQ to HSI (H, S, L): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL YIQtoHSI(const NadiroColor3* yiq);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL YIQtoHSI(const NadiroColor3* yiq);
 /* YIQ to YUV (Y, U, V): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL YIQtoYUV(const NadiroColor3* yiq);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL YIQtoYUV(const NadiroColor3* yiq);
 /* YIQ to XYZ (X, Y, Z): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL YIQtoXYZ(const NadiroColor3* yiq);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL YIQtoXYZ(const NadiroColor3* yiq);
 /* YIQ to LAB (L, a, b): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL YIQtoLAB(const NadiroColor3* yiq);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL YIQtoLAB(const NadiroColor3* yiq);
 
 /* From YUV (Y, U, V). */
 /* YUV to RGB (R, G, B): direct, in doubles. */
-NADIRO_API NadiroColor3 NADIRO_CALL YUVtoRGB(const NadiroColor3* yuv);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL YUVtoRGB(const NadiroColor3* yuv);
 /* YUV to CMY (C, M, Y): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL YUVtoCMY(const NadiroColor3* yuv);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL YUVtoCMY(const NadiroColor3* yuv);
 /* YUV to CMYK (C, M, Y, K): through RGB in doubles, no byte in between. */
 NADIRO_API NadiroPackedCMYK NADIRO_CALL YUVtoCMYK(const NadiroColor3* yuv);
 /* YUV to HSV (H, S, V): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL YUVtoHSV(const NadiroColor3* yuv);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL YUVtoHSV(const NadiroColor3* yuv);
 /* YUV to HSI (H, S, L): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL YUVtoHSI(const NadiroColor3* yuv);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL YUVtoHSI(const NadiroColor3* yuv);
 /* YUV to YIQ (Y, I, Q): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL YUVtoYIQ(const NadiroColor3* yuv);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL YUVtoYIQ(const NadiroColor3* yuv);
 /* YUV to XYZ (X, Y, Z): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL YUVtoXYZ(const NadiroColor3* yuv);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL YUVtoXYZ(const NadiroColor3* yuv);
 /* YUV to LAB (L, a, b): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL YUVtoLAB(const NadiroColor3* yuv);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL YUVtoLAB(const NadiroColor3* yuv);
 
 /* From XYZ (X, Y, Z). */
 /* XYZ to RGB (R, G, B): direct, in doubles. */
-NADIRO_API NadiroColor3 NADIRO_CALL XYZtoRGB(const NadiroColor3* xyz);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL XYZtoRGB(const NadiroColor3* xyz);
 /* XYZ to CMY (C, M, Y): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL XYZtoCMY(const NadiroColor3* xyz);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL XYZtoCMY(const NadiroColor3* xyz);
 /* XYZ to CMYK (C, M, Y, K): through RGB in doubles, no byte in between. */
 NADIRO_API NadiroPackedCMYK NADIRO_CALL XYZtoCMYK(const NadiroColor3* xyz);
 /* XYZ to HSV (H, S, V): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL XYZtoHSV(const NadiroColor3* xyz);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL XYZtoHSV(const NadiroColor3* xyz);
 /* XYZ to HSI (H, S, L): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL XYZtoHSI(const NadiroColor3* xyz);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL XYZtoHSI(const NadiroColor3* xyz);
 /* XYZ to YIQ (Y, I, Q): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL XYZtoYIQ(const NadiroColor3* xyz);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL XYZtoYIQ(const NadiroColor3* xyz);
 /* XYZ to YUV (Y, U, V): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL XYZtoYUV(const NadiroColor3* xyz);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL XYZtoYUV(const NadiroColor3* xyz);
 /* XYZ to LAB (L, a, b): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL XYZtoLAB(const NadiroColor3* xyz);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL XYZtoLAB(const NadiroColor3* xyz);
 
 /* From LAB (L, a, b). */
 /* LAB to RGB (R, G, B): direct, in doubles. */
-NADIRO_API NadiroColor3 NADIRO_CALL LABtoRGB(const NadiroColor3* lab);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL LABtoRGB(const NadiroColor3* lab);
 /* LAB to CMY (C, M, Y): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL LABtoCMY(const NadiroColor3* lab);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL LABtoCMY(const NadiroColor3* lab);
 /* LAB to CMYK (C, M, Y, K): through RGB in doubles, no byte in between. */
 NADIRO_API NadiroPackedCMYK NADIRO_CALL LABtoCMYK(const NadiroColor3* lab);
 /* LAB to HSV (H, S, V): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL LABtoHSV(const NadiroColor3* lab);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL LABtoHSV(const NadiroColor3* lab);
 /* LAB to HSI (H, S, L): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL LABtoHSI(const NadiroColor3* lab);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL LABtoHSI(const NadiroColor3* lab);
 /* LAB to YIQ (Y, I, Q): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL LABtoYIQ(const NadiroColor3* lab);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL LABtoYIQ(const NadiroColor3* lab);
 /* LAB to YUV (Y, U, V): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL LABtoYUV(const NadiroColor3* lab);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL LABtoYUV(const NadiroColor3* lab);
 /* LAB to XYZ (X, Y, Z): through RGB in doubles, no byte in between. */
-NADIRO_API NadiroColor3 NADIRO_CALL LABtoXYZ(const NadiroColor3* lab);
+NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL LABtoXYZ(const NadiroColor3* lab);
 
 /* Converts a whole 24-bit (or 32-bit) image between models and returns a new
  * image holding the target's components, tagged in biCompression; pixels are

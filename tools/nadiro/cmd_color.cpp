@@ -91,7 +91,8 @@ int runConvert(std::span<const std::string> args) {
   if (!to) return usage("convert", "--to must be one of RGB YUV CMY CMYK YIQ HSV HSI XYZ LAB CMYK-UCR");
   return runImageOperation("convert", a, [&](const Dib& in, Dib& out, std::string& error) {
     const Handle source(from->id == NADIRO_MODEL_RGB ? to24(in) : in);
-    NadiroHandle result = ConvertDIBColorSpace(source.get(), from->id, to->id, 0, nullptr);
+    // With progress on, the tool draws the bar and Ctrl-C cancels the call.
+    NadiroHandle result = ConvertDIBColorSpace(source.get(), from->id, to->id, 1, nullptr);
     if (!result) {
       error = "the library refused the picture (last error " +
               std::to_string(GetLastColorConvertError()) + "; is it a " + from->name +
