@@ -111,6 +111,34 @@ NADIRO_API intptr_t NADIRO_CALL GetNadiroVersion(char* buffer, int32_t size);
  * Returns the new image, or 0 (no error code is set). */
 NADIRO_API NadiroHandle NADIRO_CALL DitherOrdered(NadiroHandle image, uint32_t type);
 
+/* Error diffusion of a 4, 8 or 24-bit image to a new image of bits = 1, 4
+ * or 8 bits per pixel (the source must be deeper than the target). 1 bit:
+ * black and white from the grey value; 4 bits: each of red, green, blue
+ * on or off (16-entry palette, even indices only); 8 bits: the 3-3-2
+ * palette. Rows of the source are read at the fixed offsets 104 (4-bit),
+ * 1064 (8-bit) and 40 (24-bit). The pixel status (field 1) is 0 on
+ * success; 8 bad bits, null handle or malformed image; 17 the image does
+ * not lock; 20 source depth not accepted; 1 out of memory.
+ * The Ex forms take a flag: non-zero accumulates the shares of the rows
+ * below, 0 (the plain forms' choice, and always for 8-bit targets) lets
+ * each pixel overwrite them. */
+NADIRO_API NadiroHandle NADIRO_CALL DitherFS4(NadiroHandle image, int32_t bits);
+NADIRO_API NadiroHandle NADIRO_CALL DitherFS4Ex(NadiroHandle image, int32_t bits, int32_t flag);
+NADIRO_API NadiroHandle NADIRO_CALL DitherJJN(NadiroHandle image, int32_t bits);
+NADIRO_API NadiroHandle NADIRO_CALL DitherJJNEx(NadiroHandle image, int32_t bits, int32_t flag);
+NADIRO_API NadiroHandle NADIRO_CALL DitherStucki(NadiroHandle image, int32_t bits);
+NADIRO_API NadiroHandle NADIRO_CALL DitherBurkes(NadiroHandle image, int32_t bits);
+NADIRO_API NadiroHandle NADIRO_CALL DitherSierra(NadiroHandle image, int32_t bits);
+NADIRO_API NadiroHandle NADIRO_CALL DitherSA(NadiroHandle image, int32_t bits);
+
+/* Sliding two-by-two window dithering to bits = 1 or 4 bits per pixel,
+ * same sources and outputs as the error-diffusion exports. Their codes
+ * differ: 8 bits not 1 or 4 (or malformed image); 17 null handle; 1 the
+ * image does not lock (or out of memory); 20 source depth not accepted,
+ * in which case the image is left locked. */
+NADIRO_API NadiroHandle NADIRO_CALL DitherSharp(NadiroHandle image, int32_t bits);
+NADIRO_API NadiroHandle NADIRO_CALL DitherSmooth(NadiroHandle image, int32_t bits);
+
 /* ------------------------------------------------------------------------
  * Colour models
  *

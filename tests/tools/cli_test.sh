@@ -29,7 +29,17 @@ check "demo wrote seven ordered-dither results" \
   test "$(ls "$work"/demo/ordered-dither-*.png | wc -l)" -eq 7
 check "demo wrote index.html" grep -q 'ordered-dither-6.png' "$work/demo/index.html"
 
+check "demo wrote every dither method at every depth" \
+  test "$(ls "$work"/demo/dither-*.png | wc -l)" -eq 28
+check "demo shows sharp at 4 bits" grep -q 'dither-sharp-4.png' "$work/demo/index.html"
+
 sample=$work/demo/sample.png
+check "dither stucki to 4 bits" "$nadiro" dither --method stucki --bits 4 "$sample" "$work/stucki.bmp"
+check "result is a 4-bit BMP" test "$(od -An -tu2 -j28 -N2 "$work/stucki.bmp" | tr -d ' ')" = 4
+expect_refusal "sharp to 8 bits" 2 dither --method sharp --bits 8 "$sample" "$work/out-sharp8.bmp"
+check "sharp to 8 bits: names what is allowed" grep -q "1 or 4 bits" "$work/err.txt"
+expect_refusal "unknown dither method" 2 dither --method floyd "$sample" "$work/out-floyd.bmp"
+expect_refusal "dither to 2 bits" 2 dither --bits 2 "$sample" "$work/out-2.bmp"
 check "ordered-dither on a 24-bit file" "$nadiro" ordered-dither --matrix 4 "$sample" "$work/mono.bmp"
 check "result is a 1-bit BMP" test "$(od -An -tu2 -j28 -N2 "$work/mono.bmp" | tr -d ' ')" = 1
 

@@ -5,25 +5,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
 namespace nadiro::cli {
 namespace {
 
 // Pictures larger than this are refused rather than allocated.
 constexpr uint64_t kMaxPixels = uint64_t{1} << 28;
-
-template <typename T>
-T get(std::span<const uint8_t> b, size_t offset) {
-  T v;
-  std::memcpy(&v, b.data() + offset, sizeof v);
-  return v;
-}
-template <typename T>
-void put(std::vector<uint8_t>& b, size_t offset, T v) {
-  std::memcpy(b.data() + offset, &v, sizeof v);
-}
 
 }  // namespace
 
@@ -36,8 +23,8 @@ bool parseBmp(std::span<const uint8_t> file, Dib& out, std::string& error) {
     error = "not a BMP file (no 'BM' signature)";
     return false;
   }
-  const uint32_t dataOffset = get<uint32_t>(file, 10);
-  const uint32_t headerSize = get<uint32_t>(file, 14);
+  const uint32_t dataOffset = loadField<uint32_t>(file, 10);
+  const uint32_t headerSize = loadField<uint32_t>(file, 14);
   const bool core = headerSize == 12;
   if (!core && headerSize != 40 && headerSize != 52 && headerSize != 56 && headerSize != 108 &&
       headerSize != 124) {
@@ -49,11 +36,11 @@ bool parseBmp(std::span<const uint8_t> file, Dib& out, std::string& error) {
     return false;
   }
   const auto h = file.subspan(14);
-  const int64_t width = core ? get<uint16_t>(h, 4) : get<int32_t>(h, 4);
-  const int64_t rawHeight = core ? get<uint16_t>(h, 6) : get<int32_t>(h, 8);
-  const uint16_t bits = get<uint16_t>(h, core ? 10 : 14);
-  const uint32_t compression = core ? 0 : get<uint32_t>(h, 16);
-  const uint32_t clrUsed = core ? 0 : get<uint32_t>(h, 32);
+  const int64_t width = core ? loadField<uint16_t>(h, 4) : loadField<int32_t>(h, 4);
+  const int64_t rawHeight = core ? loadField<uint16_t>(h, 6) : loadField<int32_t>(h, 8);
+  const uint16_t bits = loadField<uint16_t>(h, core ? 10 : 14);
+  const uint32_t compression = core ? 0 : loadField<uint32_t>(h, 16);
+  const uint32_t clrUsed = core ? 0 : loadField<uint32_t>(h, 32);
   const bool topDown = rawHeight < 0;
   const int64_t height = topDown ? -rawHeight : rawHeight;
 
@@ -65,9 +52,9 @@ bool parseBmp(std::span<const uint8_t> file, Dib& out, std::string& error) {
   if (compression == 3 && bits == 32) {
     // Bit fields are fine when they describe the ordinary B, G, R byte order.
     const size_t masksAt = headerSize == 40 ? tableAt : 14 + 40;
-    if (file.size() < masksAt + 12 || get<uint32_t>(file, masksAt) != 0x00FF0000u ||
-        get<uint32_t>(file, masksAt + 4) != 0x0000FF00u ||
-        get<uint32_t>(file, masksAt + 8) != 0x000000FFu) {
+    if (file.size() < masksAt + 12 || loadField<uint32_t>(file, masksAt) != 0x00FF0000u ||
+        loadField<uint32_t>(file, masksAt + 4) != 0x0000FF00u ||
+        loadField<uint32_t>(file, masksAt + 8) != 0x000000FFu) {
       error = "32-bit BMP with unusual bit fields is not supported";
       return false;
     }
@@ -105,8 +92,8 @@ bool parseBmp(std::span<const uint8_t> file, Dib& out, std::string& error) {
   }
 
   out = Dib::blank(int32_t(width), int32_t(height), bits);
-  put<int32_t>(out.bytes, 24, core ? 2835 : get<int32_t>(h, 24));
-  put<int32_t>(out.bytes, 28, core ? 2835 : get<int32_t>(h, 28));
+  storeField<int32_t>(out.bytes, 24, core ? 2835 : loadField<int32_t>(h, 24));
+  storeField<int32_t>(out.bytes, 28, core ? 2835 : loadField<int32_t>(h, 28));
   for (uint32_t i = 0; i < entries; ++i)
     std::memcpy(out.bytes.data() + 40 + 4 * size_t{i}, file.data() + tableAt + i * entrySize, 3);
   for (int64_t r = 0; r < height; ++r) {
@@ -117,19 +104,25 @@ bool parseBmp(std::span<const uint8_t> file, Dib& out, std::string& error) {
   return true;
 }
 
-bool readBmp(const std::string& path, Dib& out, std::string& error) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) {
+bool readFile(const std::string& path, std::vector<uint8_t>& bytes, std::string& error) {
+  FILE* f = std::fopen(path.c_str(), "rb");
+  if (!f) {
     error = std::strerror(errno);
     return false;
   }
-  const std::vector<uint8_t> file((std::istreambuf_iterator<char>(in)),
-                                  std::istreambuf_iterator<char>());
-  if (in.bad()) {
-    error = "read error";
-    return false;
-  }
-  return parseBmp(file, out, error);
+  bytes.clear();
+  uint8_t chunk[1 << 16];
+  size_t got;
+  while ((got = std::fread(chunk, 1, sizeof chunk, f)) > 0) bytes.insert(bytes.end(), chunk, chunk + got);
+  const bool failed = std::ferror(f) != 0;
+  std::fclose(f);
+  if (failed) error = "read error";
+  return !failed;
+}
+
+bool readBmp(const std::string& path, Dib& out, std::string& error) {
+  std::vector<uint8_t> file;
+  return readFile(path, file, error) && parseBmp(file, out, error);
 }
 
 bool writeFileAtomically(const std::string& path, std::span<const uint8_t> bytes,
@@ -160,8 +153,8 @@ bool writeBmp(const std::string& path, const Dib& dib, std::string& error) {
   std::vector<uint8_t> file(14);
   file[0] = 'B';
   file[1] = 'M';
-  put<uint32_t>(file, 2, uint32_t(14 + pixelOffset + dataBytes));
-  put<uint32_t>(file, 10, uint32_t(14 + pixelOffset));
+  storeField<uint32_t>(file, 2, uint32_t(14 + pixelOffset + dataBytes));
+  storeField<uint32_t>(file, 10, uint32_t(14 + pixelOffset));
   file.insert(file.end(), dib.bytes.begin(), dib.bytes.begin() + ptrdiff_t(pixelOffset + dataBytes));
   return writeFileAtomically(path, file, error);
 }

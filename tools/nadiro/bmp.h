@@ -19,6 +19,9 @@ bool parseBmp(std::span<const uint8_t> file, Dib& out, std::string& error);
 // so a failed write never leaves a partial output.
 bool writeBmp(const std::string& path, const Dib& dib, std::string& error);
 
+// The whole file; on failure `error` says why.
+bool readFile(const std::string& path, std::vector<uint8_t>& bytes, std::string& error);
+
 // Writes bytes to path through a temporary file and a rename.
 bool writeFileAtomically(const std::string& path, std::span<const uint8_t> bytes,
                          std::string& error);

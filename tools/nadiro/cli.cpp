@@ -12,11 +12,13 @@
 namespace nadiro::cli {
 
 extern const Command kOrderedDitherCommand;
+extern const Command kDitherCommand;
 extern const Command kDemoCommand;
 
 std::span<const Command* const> commands() {
   static const Command* const kAll[] = {
       &kOrderedDitherCommand,
+      &kDitherCommand,
       &kDemoCommand,
   };
   return kAll;

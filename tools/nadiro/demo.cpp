@@ -15,11 +15,13 @@ namespace nadiro::cli {
 
 // Each family's section of the gallery, defined beside its command.
 void demoOrderedDither(DemoContext& demo);
+void demoDither(DemoContext& demo);
 
 namespace {
 
 constexpr void (*kSections[])(DemoContext&) = {
     demoOrderedDither,
+    demoDither,
 };
 
 std::string escape(const std::string& s) {

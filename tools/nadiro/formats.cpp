@@ -1,10 +1,7 @@
 #include "formats.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
 #include "bmp.h"
 
@@ -40,18 +37,8 @@ bool decodeImage(std::span<const uint8_t> file, const ReadOptions& options, Read
 
 bool readImage(const std::string& path, const ReadOptions& options, ReadResult& out,
                std::string& error) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) {
-    error = std::strerror(errno);
-    return false;
-  }
-  const std::vector<uint8_t> file((std::istreambuf_iterator<char>(in)),
-                                  std::istreambuf_iterator<char>());
-  if (in.bad()) {
-    error = "read error";
-    return false;
-  }
-  return decodeImage(file, options, out, error);
+  std::vector<uint8_t> file;
+  return readFile(path, file, error) && decodeImage(file, options, out, error);
 }
 
 bool knownOutputExtension(const std::string& path) {

@@ -3,27 +3,12 @@
 #include <cstring>
 
 namespace nadiro::cli {
-namespace {
-
-template <typename T>
-T field(const std::vector<uint8_t>& b, size_t offset) {
-  T v;
-  std::memcpy(&v, b.data() + offset, sizeof v);
-  return v;
-}
-template <typename T>
-void setField(std::vector<uint8_t>& b, size_t offset, T v) {
-  std::memcpy(b.data() + offset, &v, sizeof v);
-}
-
-}  // namespace
-
-int32_t Dib::width() const { return field<int32_t>(bytes, 4); }
-int32_t Dib::height() const { return field<int32_t>(bytes, 8); }
-uint16_t Dib::bits() const { return field<uint16_t>(bytes, 14); }
-uint32_t Dib::compression() const { return field<uint32_t>(bytes, 16); }
+int32_t Dib::width() const { return loadField<int32_t>(bytes, 4); }
+int32_t Dib::height() const { return loadField<int32_t>(bytes, 8); }
+uint16_t Dib::bits() const { return loadField<uint16_t>(bytes, 14); }
+uint32_t Dib::compression() const { return loadField<uint32_t>(bytes, 16); }
 uint32_t Dib::colours() const {
-  const uint32_t used = field<uint32_t>(bytes, 32);
+  const uint32_t used = loadField<uint32_t>(bytes, 32);
   if (used) return used;
   return bits() <= 8 ? (1u << bits()) : 0u;
 }
@@ -51,15 +36,15 @@ Dib Dib::blank(int32_t width, int32_t height, uint16_t bits) {
   const uint32_t entries = bits <= 8 ? (1u << bits) : 0u;
   const uint32_t stride = (uint32_t(width) * bits + 31) / 32 * 4;
   d.bytes.assign(40 + size_t{entries} * 4 + size_t{stride} * uint32_t(height), 0);
-  setField<uint32_t>(d.bytes, 0, 40);
-  setField<int32_t>(d.bytes, 4, width);
-  setField<int32_t>(d.bytes, 8, height);
-  setField<uint16_t>(d.bytes, 12, 1);
-  setField<uint16_t>(d.bytes, 14, bits);
-  setField<uint32_t>(d.bytes, 20, stride * uint32_t(height));
-  setField<int32_t>(d.bytes, 24, 2835);  // 72 dpi
-  setField<int32_t>(d.bytes, 28, 2835);
-  setField<uint32_t>(d.bytes, 32, entries);
+  storeField<uint32_t>(d.bytes, 0, 40);
+  storeField<int32_t>(d.bytes, 4, width);
+  storeField<int32_t>(d.bytes, 8, height);
+  storeField<uint16_t>(d.bytes, 12, 1);
+  storeField<uint16_t>(d.bytes, 14, bits);
+  storeField<uint32_t>(d.bytes, 20, stride * uint32_t(height));
+  storeField<int32_t>(d.bytes, 24, 2835);  // 72 dpi
+  storeField<int32_t>(d.bytes, 28, 2835);
+  storeField<uint32_t>(d.bytes, 32, entries);
   return d;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <string>
 #include <utility>
@@ -10,6 +11,18 @@
 #include "nadiro/nadiro.h"
 
 namespace nadiro::cli {
+
+// Little-endian fields at any byte offset.
+template <typename T>
+T loadField(std::span<const uint8_t> bytes, size_t offset) {
+  T v;
+  std::memcpy(&v, bytes.data() + offset, sizeof v);
+  return v;
+}
+template <typename T>
+void storeField(std::vector<uint8_t>& bytes, size_t offset, T v) {
+  std::memcpy(bytes.data() + offset, &v, sizeof v);
+}
 
 // A packed DIB (40-byte header, colour table, bottom-up rows) in memory.
 struct Dib {

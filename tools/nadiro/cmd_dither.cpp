@@ -1,0 +1,127 @@
+// `nadiro dither`: the error-diffusion and window dithering exports on a
+// picture file, to 1, 4 or 8 bits per pixel.
+#include <string>
+
+#include "cli.h"
+#include "demo.h"
+#include "operation.h"
+
+namespace nadiro::cli {
+namespace {
+
+struct Method {
+  const char* name;   // --method value
+  const char* title;  // for the gallery
+  NadiroHandle (*dither)(NadiroHandle image, int32_t bits);
+  bool eightBit;  // whether the method offers an 8-bit result
+};
+
+const Method kMethods[] = {
+    {"fs", "Floyd-Steinberg", [](NadiroHandle h, int32_t b) { return DitherFS4(h, b); }, true},
+    {"fs-ex", "Floyd-Steinberg, accumulating",
+     [](NadiroHandle h, int32_t b) { return DitherFS4Ex(h, b, 1); }, true},
+    {"jjn", "Jarvis-Judice-Ninke", [](NadiroHandle h, int32_t b) { return DitherJJN(h, b); }, true},
+    {"jjn-ex", "Jarvis-Judice-Ninke, accumulating",
+     [](NadiroHandle h, int32_t b) { return DitherJJNEx(h, b, 1); }, true},
+    {"stucki", "Stucki", [](NadiroHandle h, int32_t b) { return DitherStucki(h, b); }, true},
+    {"burkes", "Burkes", [](NadiroHandle h, int32_t b) { return DitherBurkes(h, b); }, true},
+    {"sierra", "Sierra (two-row light)", [](NadiroHandle h, int32_t b) { return DitherSierra(h, b); }, true},
+    {"sa", "Stevenson-Arce", [](NadiroHandle h, int32_t b) { return DitherSA(h, b); }, true},
+    {"sharp", "Sharp window", [](NadiroHandle h, int32_t b) { return DitherSharp(h, b); }, false},
+    {"smooth", "Smooth window", [](NadiroHandle h, int32_t b) { return DitherSmooth(h, b); }, false},
+};
+
+const Method* findMethod(const std::string& name) {
+  for (const Method& m : kMethods)
+    if (name == m.name) return &m;
+  return nullptr;
+}
+
+std::string methodNames() {
+  std::string names;
+  for (const Method& m : kMethods) names += (names.empty() ? "" : ", ") + std::string(m.name);
+  return names;
+}
+
+// The library takes 4, 8 and 24-bit pictures deeper than the target and
+// reads palette pictures at fixed offsets; a 24-bit copy suits every target.
+Dib toRgb24(const Dib& in) {
+  if (in.bits() == 24 && in.compression() == 0 && in.height() >= 0) return in;
+  Dib out = Dib::blank(in.width(), in.height(), 24);
+  for (int32_t r = 0; r < in.height(); ++r)
+    for (int32_t x = 0; x < in.width(); ++x) in.bgr(r, x, out.row(r) + size_t(x) * 3);
+  return out;
+}
+
+bool ditherPicture(const Method& method, int32_t bits, const Dib& in, Dib& out) {
+  const Handle source(toRgb24(in));
+  const Handle result(method.dither(source.get(), bits));
+  if (!result) return false;
+  out = result.dib();
+  return true;
+}
+
+int run(std::span<const std::string> args) {
+  const Args a(args, withImageFlags({"--method", "--bits"}));
+  if (!a.ok()) return usage("dither", a.error());
+  const Method* method = findMethod(a.value("--method").value_or("fs"));
+  if (!method) return usage("dither", "--method must be one of " + methodNames());
+  const auto bits = parseInteger(a.value("--bits").value_or("1"), 1, 8);
+  if (!bits || (*bits != 1 && *bits != 4 && *bits != 8))
+    return usage("dither", "--bits must be 1, 4 or 8");
+  if (*bits == 8 && !method->eightBit)
+    return usage("dither", std::string("--method ") + method->name +
+                               " dithers to 1 or 4 bits only; for 8 bits use one of fs, fs-ex, "
+                               "jjn, jjn-ex, stucki, burkes, sierra, sa");
+  const auto target = static_cast<int32_t>(*bits);
+  return runImageOperation("dither", a, [&](const Dib& in, Dib& out, std::string& error) {
+    if (ditherPicture(*method, target, in, out)) return true;
+    error = "the library refused the picture";
+    return false;
+  });
+}
+
+}  // namespace
+
+void demoDither(DemoContext& demo) {
+  for (const Method& m : kMethods) {
+    for (int32_t bits : {1, 4, 8}) {
+      if (bits == 8 && !m.eightBit) continue;
+      const std::string file = std::string("dither-") + m.name + "-" + std::to_string(bits) + ".png";
+      Dib result;
+      if (!ditherPicture(m, bits, demo.sample, result)) {
+        demo.failed(file + ": the library refused the sample");
+        continue;
+      }
+      demo.add("Error-diffusion and window dithering", file,
+               std::string(m.title) + ", " + std::to_string(bits) + " bit",
+               std::string("nadiro dither --method ") + m.name + " --bits " + std::to_string(bits),
+               result);
+    }
+  }
+}
+
+extern const Command kDitherCommand = {
+    "dither", "Dithering", "reduce a picture to 1, 4 or 8 bits by error diffusion or a window",
+    "Usage: nadiro dither [--method M] [--bits N] IN OUT\n"
+    "       nadiro dither [--method M] [--bits N] IN... --out-dir DIR\n\n"
+    "Reduces a picture to 1 bit (black and white from the grey value), 4 bits\n"
+    "(each of red, green and blue on or off) or 8 bits (a fixed 3-3-2 palette).\n\n"
+    "  --method M   default fs:\n"
+    "               fs       Floyd-Steinberg (each pixel overwrites the row below)\n"
+    "               fs-ex    Floyd-Steinberg, accumulating the row below\n"
+    "               jjn      Jarvis-Judice-Ninke (overwriting the second row below)\n"
+    "               jjn-ex   Jarvis-Judice-Ninke, accumulating\n"
+    "               stucki   Stucki\n"
+    "               burkes   Burkes\n"
+    "               sierra   Sierra, two-row light form\n"
+    "               sa       Stevenson-Arce\n"
+    "               sharp    two-by-two window, halving its carry (1 or 4 bits only)\n"
+    "               smooth   two-by-two window (1 or 4 bits only)\n"
+    "  --bits N     1, 4 or 8, default 1\n\n"
+    NADIRO_IMAGE_FLAGS_HELP "\n"
+    "Input: any BMP, PNG or JPEG; it is made 24-bit first.\n\n"
+    "Example:\n  nadiro dither --method stucki --bits 4 photo.jpg photo-stucki.png\n",
+    run};
+
+}  // namespace nadiro::cli
