@@ -13,12 +13,24 @@ namespace nadiro::cli {
 
 extern const Command kOrderedDitherCommand;
 extern const Command kDitherCommand;
+extern const Command kBrightnessContrastCommand;
+extern const Command kHueSaturationCommand;
+extern const Command kCmykLevelsCommand;
+extern const Command kDesaturateCommand;
+extern const Command kGammaCommand;
+extern const Command kReplaceColorCommand;
 extern const Command kDemoCommand;
 
 std::span<const Command* const> commands() {
   static const Command* const kAll[] = {
       &kOrderedDitherCommand,
       &kDitherCommand,
+      &kBrightnessContrastCommand,
+      &kHueSaturationCommand,
+      &kCmykLevelsCommand,
+      &kDesaturateCommand,
+      &kGammaCommand,
+      &kReplaceColorCommand,
       &kDemoCommand,
   };
   return kAll;

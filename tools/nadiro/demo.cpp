@@ -16,12 +16,24 @@ namespace nadiro::cli {
 // Each family's section of the gallery, defined beside its command.
 void demoOrderedDither(DemoContext& demo);
 void demoDither(DemoContext& demo);
+void demoBrightnessContrast(DemoContext& demo);
+void demoHueSaturation(DemoContext& demo);
+void demoCmykLevels(DemoContext& demo);
+void demoDesaturate(DemoContext& demo);
+void demoGamma(DemoContext& demo);
+void demoReplaceColor(DemoContext& demo);
 
 namespace {
 
 constexpr void (*kSections[])(DemoContext&) = {
     demoOrderedDither,
     demoDither,
+    demoBrightnessContrast,
+    demoHueSaturation,
+    demoCmykLevels,
+    demoDesaturate,
+    demoGamma,
+    demoReplaceColor,
 };
 
 std::string escape(const std::string& s) {

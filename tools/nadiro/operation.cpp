@@ -43,6 +43,9 @@ std::string stemOf(const std::string& path) {
   return dot == std::string::npos || dot == 0 ? name : name.substr(0, dot);
 }
 
+
+}  // namespace
+
 std::optional<std::array<uint8_t, 3>> parseColour(const std::string& text) {
   std::array<uint8_t, 3> c{};
   size_t start = 0;
@@ -56,8 +59,6 @@ std::optional<std::array<uint8_t, 3>> parseColour(const std::string& text) {
   }
   return c;
 }
-
-}  // namespace
 
 bool interrupted() { return gInterrupted.load(); }
 
