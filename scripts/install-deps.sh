@@ -3,6 +3,7 @@
 # Packages already present are left alone, so this is quick on a set-up machine.
 #
 # Groups:
+#   browser  chromium, for the demo gallery's checks.
 #   windows  the i686 mingw-w64 cross compiler, 32-bit Wine and Xvfb, used to
 #            build NadiroUser.dll and run its test program.
 set -euo pipefail

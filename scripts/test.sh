@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
 # Builds Nadiro and runs every test: an optimised build, then the whole suite
-# again under AddressSanitizer + UndefinedBehaviorSanitizer.
+# again under AddressSanitizer + UndefinedBehaviorSanitizer, then the 32-bit
+# Windows module (NadiroUser.dll, cross-built with mingw-w64) with the same
+# suite as a Windows program under Wine.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh browser
+scripts/install-deps.sh browser windows
 jobs=$(nproc)
 for preset in release asan; do
   echo "== $preset: build"
@@ -12,3 +14,9 @@ for preset in release asan; do
   echo "== $preset: tests"
   ctest --preset "$preset" -j "$jobs"
 done
+
+echo "== mingw: build"
+cmake --preset mingw >/dev/null
+cmake --build --preset mingw -j "$jobs"
+echo "== mingw: tests under Wine"
+scripts/wine-run.sh ctest --preset mingw

@@ -17,7 +17,9 @@ constexpr int32_t kOk = 1;
 
 extern "C" {
 
-NADIRO_DLGS_EXPORT int32_t NADIRO_CALL CONTRASTUI(NadiroHandle, int32_t*, int32_t*) { return kOk; }
+NADIRO_DLGS_EXPORT int32_t NADIRO_CALL CONTRASTUI(NadiroHandle, int32_t*, int32_t*) {
+  return kOk;
+}
 
 NADIRO_DLGS_EXPORT int32_t NADIRO_CALL ColorCMYKLevelsUI(NadiroHandle, double*, double*, double*,
                                                          double*) {
@@ -29,7 +31,9 @@ NADIRO_DLGS_EXPORT int32_t NADIRO_CALL ColorHueSaturationUI(NadiroHandle, int32_
   return kOk;
 }
 
-NADIRO_DLGS_EXPORT int32_t NADIRO_CALL DesaturateUI(NadiroHandle) { return kOk; }
+NADIRO_DLGS_EXPORT int32_t NADIRO_CALL DesaturateUI(NadiroHandle) {
+  return kOk;
+}
 
 NADIRO_DLGS_EXPORT int32_t NADIRO_CALL GammaCorrectionUI(NadiroHandle, uint32_t*, uint32_t*,
                                                          uint32_t*) {

@@ -248,7 +248,7 @@ MemHandle runDitherFrame(LockedBlock& sourceBlock, const SourceRows& source, uin
                     static_cast<uint32_t>(imageBytes));
   dib::store(out.data(), dib::kXPelsPerMeter, xRes);
   dib::store(out.data(), dib::kYPelsPerMeter, yRes);
-  const auto rows = out.bytes().subspan(dib::kInfoHeaderSize + paletteBytes);
+  const auto rows = out.bytes().subspan(static_cast<size_t>(dib::kInfoHeaderSize + paletteBytes));
   if (bits == 4)
     MergeBitPlanes(planes.bytes(), width, height, rows);
   else

@@ -182,8 +182,9 @@ MemHandle ThresholdToMonochrome(MemHandle image, uint8_t threshold) {
   oh.clrUsed = 2;
   dib::writeHeader(out.data(), oh);
   std::memcpy(out.data() + dib::kInfoHeaderSize, kMonoPalette, sizeof kMonoPalette);
-  packThresholdRows(source.bytes().subspan(layout->pixelOffset), layout->stride,
-                    out.bytes().subspan(48), outStride, layout->width, layout->height, threshold);
+  packThresholdRows(source.bytes().subspan(static_cast<size_t>(layout->pixelOffset)),
+                    layout->stride, out.bytes().subspan(48), outStride, layout->width,
+                    layout->height, threshold);
   out.unlock();
   return made.release();
 }
@@ -205,7 +206,7 @@ extern "C" NADIRO_API NadiroHandle NADIRO_CALL DitherOrdered(NadiroHandle image,
   {
     LockedBlock work(copy.get());
     if (!work) return nullptr;
-    const auto pixels = work.bytes().subspan(layout->pixelOffset);
+    const auto pixels = work.bytes().subspan(static_cast<size_t>(layout->pixelOffset));
     const uint8_t largest =
         dither::largestPixel(pixels, layout->stride, layout->width, layout->height);
     dither::orderedDitherRows(pixels, layout->stride, layout->width, layout->height,

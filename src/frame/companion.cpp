@@ -14,7 +14,11 @@ const char* gFileName = kCompanionFile;
 
 }  // namespace
 
-void setCompanionFileName(const char* fileName) { gFileName = fileName ? fileName : kCompanionFile; }
-const char* companionFileName() { return gFileName; }
+void setCompanionFileName(const char* fileName) {
+  gFileName = fileName ? fileName : kCompanionFile;
+}
+const char* companionFileName() {
+  return gFileName;
+}
 
 }  // namespace nadiro

@@ -28,6 +28,19 @@ inline int32_t progressRange(int32_t total, int32_t divisor) {
   return steps == INT32_MAX ? steps : steps + 1;
 }
 
+// The first step of ProgressCreate on every platform: the thread's block
+// takes the dialog's total, divisor, step (always 1) and owner, and the
+// cancel flag is cleared. Returns the block.
+inline ThreadErrorBlockData* storeProgressState(void* owner, int32_t total, int32_t divisor) {
+  ThreadErrorBlockData* b = ThreadErrorBlock();
+  b->progressTotal = total;
+  b->progressDivisor = divisor;
+  b->progressStep = 1;
+  b->cancel = 0;
+  b->ownerWindow = owner;
+  return b;
+}
+
 inline bool progressOpen() { return ThreadErrorBlock()->progressWindow != nullptr; }
 inline bool cancelRequested() { return ThreadErrorBlock()->cancel == 1; }
 

@@ -31,12 +31,7 @@ void closeDialog(ThreadErrorBlockData* b) {
 }  // namespace
 
 int ProgressCreate(void* owner, int32_t total, int32_t divisor) {
-  ThreadErrorBlockData* b = ThreadErrorBlock();
-  b->progressTotal = total;
-  b->progressDivisor = divisor;
-  b->progressStep = 1;
-  b->cancel = 0;
-  b->ownerWindow = owner;
+  ThreadErrorBlockData* b = storeProgressState(owner, total, divisor);
   ui.barPosition = 0;
   if (ui.installed && ui.hook.create &&
       ui.hook.create(ui.hook.context, owner, total, divisor) == 0) {

@@ -14,7 +14,9 @@ namespace {
 
 constexpr int kBarId = 1000;  // the progress bar; Cancel is IDCANCEL (2)
 
-HWND asWindow(void* w) { return static_cast<HWND>(w); }
+HWND asWindow(void* w) {
+  return static_cast<HWND>(w);
+}
 
 // Shared by Cancel and ProgressDestroy.
 void reenableOwner(ThreadErrorBlockData* b) {
@@ -51,15 +53,10 @@ void registerProgressClass() {
 }  // namespace
 
 int ProgressCreate(void* owner, int32_t total, int32_t divisor) {
-  ThreadErrorBlockData* b = ThreadErrorBlock();
-  b->progressTotal = total;
-  b->progressDivisor = divisor;
-  b->progressStep = 1;
-  b->cancel = 0;
-  b->ownerWindow = owner;
+  ThreadErrorBlockData* b = storeProgressState(owner, total, divisor);
   registerProgressClass();
-  HWND dialog = CreateDialogParamW(win32::moduleInstance(), L"PROGRESSDLG", asWindow(owner),
-                                   progressProc, 0);
+  HWND dialog =
+      CreateDialogParamW(win32::moduleInstance(), L"PROGRESSDLG", asWindow(owner), progressProc, 0);
   b->progressWindow = dialog;
   if (!dialog) {
     (void)GetLastError();  // fetched and discarded, as callers report their own code

@@ -41,7 +41,9 @@ void freeThreadBlock(const ModuleState& state) {
 
 }  // namespace
 
-ModuleState& moduleState() { return gModule; }
+ModuleState& moduleState() {
+  return gModule;
+}
 
 BOOL moduleEntryFor(ModuleState& state, uint32_t versionWord, HINSTANCE instance, DWORD reason) {
   // On the NT family the one-shot flags are set but never tested, so repeated

@@ -7,8 +7,8 @@
 #include <ostream>
 #include <string>
 
-#include "adjust/dialog_values.h"
 #include "adjust/reference.h"
+#include "companions/changed_values.h"
 #include "frame/companion.h"
 #include "frame/thread_state.h"
 #include "nadiro/nadiro.h"
@@ -17,7 +17,7 @@
 namespace nadiro {
 namespace {
 
-namespace dv = test::dialog;
+namespace dv = test::changed;
 using Bytes = std::vector<uint8_t>;
 
 void resetCodes(uint32_t pixelStatus = 99, uint32_t lastError = 99) {
@@ -335,7 +335,7 @@ TEST_P(AdjustDialog, CancelReturnsZeroAndLeavesNothing) {
   const Adjustment& a = GetParam();
   const Bytes src = image24(11, 6);
   test::ImageHandle in(src);
-  CompanionName name(TEST_MODULE("NadiroDlgsAdjust_cancel"));
+  CompanionName name(TEST_MODULE("NadiroDlgsCancel"));
   for (int32_t mode : {2, 3}) {
     resetCodes(0, 0);
     EXPECT_EQ(a.call(in.get(), mode), nullptr) << mode;
@@ -353,7 +353,7 @@ TEST_P(AdjustDialog, ChangedValuesAreUsed) {
   const Adjustment& a = GetParam();
   const Bytes src = image24(23, 9, 8);
   test::ImageHandle in(src);
-  CompanionName name(TEST_MODULE("NadiroDlgsAdjust_change"));
+  CompanionName name(TEST_MODULE("NadiroDlgsChange"));
   for (int32_t mode : {2, 3}) {
     resetCodes(0, 0);
     test::ImageHandle out(a.call(in.get(), mode));
@@ -388,7 +388,7 @@ INSTANTIATE_TEST_SUITE_P(Exports, AdjustDialog, testing::ValuesIn(adjustments())
 TEST(AdjustDialogOrder, BrightnessRangeIsCheckedAfterTheDialog) {
   const Bytes src = image24(4, 4);
   test::ImageHandle in(src);
-  CompanionName name(TEST_MODULE("NadiroDlgsAdjust_change"));
+  CompanionName name(TEST_MODULE("NadiroDlgsChange"));
   resetCodes(0, 0);
   test::ImageHandle out(ColorBrightnessContrast(in.get(), 500, -500, 1));
   ASSERT_TRUE(out) << "the dialog's values replace the out-of-range ones";

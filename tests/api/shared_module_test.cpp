@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string>
 
+#include "api/ordered_example.h"
 #include "nadiro/nadiro.h"
 
 namespace {
@@ -26,12 +27,23 @@ void* SharedModule::module_ = nullptr;
 
 TEST_F(SharedModule, ExportsTheDocumentedNames) {
   ASSERT_NE(module_, nullptr) << dlerror();
-  for (const char* name : {"GetNadiroVersion", "DitherOrdered", "NadiroGlobalAlloc",
-                           "NadiroGlobalLock", "NadiroGlobalUnlock", "NadiroGlobalSize",
-                           "NadiroGlobalFree"})
+  for (const char* name :
+       {"GetNadiroVersion", "DitherOrdered", "NadiroGlobalAlloc", "NadiroGlobalLock",
+        "NadiroGlobalUnlock", "NadiroGlobalSize", "NadiroGlobalFree"})
     EXPECT_NE(dlsym(module_, name), nullptr) << name;
   // Internal helpers stay internal.
   EXPECT_EQ(dlsym(module_, "ThresholdToMonochrome"), nullptr);
+}
+
+// Every name the Windows module exports (src/exports/NadiroUser.def) is
+// exported here too.
+TEST_F(SharedModule, ExportsEveryNameOfTheWindowsModule) {
+  ASSERT_NE(module_, nullptr);
+  const char* const names[] = {
+#include "export_names.inc"
+  };
+  for (const char* name : names) EXPECT_NE(dlsym(module_, name), nullptr) << name;
+  EXPECT_NE(dlsym(module_, "NadiroSetProgressHook"), nullptr);
 }
 
 TEST_F(SharedModule, DithersATwoPixelImage) {
@@ -42,28 +54,18 @@ TEST_F(SharedModule, DithersATwoPixelImage) {
   auto release = entry<decltype(NadiroGlobalFree)>("NadiroGlobalFree");
   auto dither = entry<decltype(DitherOrdered)>("DitherOrdered");
 
-  NadiroHandle img = alloc(NADIRO_GMEM_MOVEABLE_ZERO, 40 + 1024 + 4);
+  NadiroHandle img = alloc(NADIRO_GMEM_MOVEABLE_ZERO, kOrderedExampleBytes);
   auto* p = static_cast<unsigned char*>(lock(img));
   ASSERT_NE(p, nullptr);
-  const uint32_t size = 40;
-  const int32_t w = 3, h = 1;
-  const uint16_t planes = 1, bits = 8;
-  std::memcpy(p, &size, 4);
-  std::memcpy(p + 4, &w, 4);
-  std::memcpy(p + 8, &h, 4);
-  std::memcpy(p + 12, &planes, 2);
-  std::memcpy(p + 14, &bits, 2);
-  p[1064] = 0;    // 0 against the Bayer matrix's 0: white
-  p[1065] = 10;   // (10 * 63) / 200 = 3.15 against 48: black
-  p[1066] = 200;  // the largest value: white
+  writeOrderedExample(p);
   unlock(img);
 
-  NadiroHandle out = dither(img, 4);
+  NadiroHandle out = dither(img, kOrderedExampleType);
   ASSERT_NE(out, nullptr);
   auto* q = static_cast<unsigned char*>(lock(out));
   ASSERT_NE(q, nullptr);
-  EXPECT_EQ(q[14], 1);
-  EXPECT_EQ(q[48], 0xA0);
+  EXPECT_EQ(q[kOrderedExampleBitsAt], 1);
+  EXPECT_EQ(q[kOrderedExampleRowAt], kOrderedExampleRow);
   unlock(out);
   EXPECT_EQ(release(out), nullptr);
   EXPECT_EQ(release(img), nullptr);

@@ -328,7 +328,11 @@ void expectMalformedBlocksRefused(const std::function<MemHandle(MemHandle, int32
   variant("header only", [](auto& b) { b.resize(40); });
   variant("header cut", [](auto& b) { b.resize(30); });
   variant("header cut before the depth", [](auto& b) { b.resize(15); });
+#if !defined(_WIN32)
+  // On Windows a zero-byte movable block is a discarded one that never
+  // locks: the unlockable-handle cases cover it there.
   variant("empty block", [](auto& b) { b.clear(); });
+#endif
   variant("huge width", [](auto& b) { dib::store(b.data(), 4, int32_t{0x7FFFFFFF}); });
   variant("huge height", [](auto& b) { dib::store(b.data(), 8, int32_t{0x40000000}); });
   variant("negative width", [](auto& b) { dib::store(b.data(), 4, int32_t{-9}); });

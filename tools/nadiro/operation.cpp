@@ -10,13 +10,14 @@
 #include <thread>
 
 #include "formats.h"
+#include "progress_bar.h"
 
 namespace nadiro::cli {
 namespace {
 
 std::atomic<bool> gInterrupted{false};
 
-extern "C" void onInterrupt(int) { gInterrupted.store(true); }
+extern "C" void onInterrupt(int) { requestInterrupt(); }
 
 struct Job {
   std::string input;
@@ -61,6 +62,8 @@ std::optional<std::array<uint8_t, 3>> parseColour(const std::string& text) {
 }
 
 bool interrupted() { return gInterrupted.load(); }
+void requestInterrupt() { gInterrupted.store(true); }
+void clearInterrupt() { gInterrupted.store(false); }
 
 std::vector<std::string> withImageFlags(std::vector<std::string> own) {
   for (const char* f : {"--out-dir", "--format", "-j", "--jobs", "--background"})
@@ -136,7 +139,12 @@ int runImageOperation(const char* command, const Args& args, const ImageOp& op) 
                      readOptions.background[2]);
       }
       Dib out;
-      if (!op(in.dib, out, error)) {
+      bool done;
+      {
+        const ProgressBarScope bar(stemOf(job.input));
+        done = op(in.dib, out, error);
+      }
+      if (!done) {
         if (!interrupted()) report(job.input, error);
         continue;
       }

@@ -40,5 +40,8 @@ std::optional<std::array<uint8_t, 3>> parseColour(const std::string& text);
 
 // True once the user pressed Ctrl-C.
 bool interrupted();
+// What Ctrl-C does (async-signal-safe); tests call it directly.
+void requestInterrupt();
+void clearInterrupt();
 
 }  // namespace nadiro::cli
