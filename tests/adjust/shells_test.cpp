@@ -431,7 +431,6 @@ class AdjustProgress : public testing::TestWithParam<Adjustment> {
 
 TEST_P(AdjustProgress, StepsEveryFiveColumns) {
   const Adjustment& a = GetParam();
-  if (!a.progressTotal) GTEST_SKIP() << "brightness and contrast show no progress";
   for (int32_t width : {1, 5, 6, 23}) {
     const Bytes src = image24(width, 4, uint32_t(width));
     test::ImageHandle in(src);
@@ -451,7 +450,6 @@ TEST_P(AdjustProgress, StepsEveryFiveColumns) {
 
 TEST_P(AdjustProgress, CancelReturnsZeroAndFreesTheCopy) {
   const Adjustment& a = GetParam();
-  if (!a.progressTotal) GTEST_SKIP() << "brightness and contrast show no progress";
   const Bytes src = image24(31, 5);
   test::ImageHandle in(src);
   for (int cancelAt : {1, 3, 7}) {
@@ -476,7 +474,6 @@ TEST_P(AdjustProgress, CancelReturnsZeroAndFreesTheCopy) {
 
 TEST_P(AdjustProgress, DialogThatCannotOpenFailsWithoutCode) {
   const Adjustment& a = GetParam();
-  if (!a.progressTotal) GTEST_SKIP() << "brightness and contrast show no progress";
   const Bytes src = image24(8, 3);
   test::ImageHandle in(src);
   Recorder r;
@@ -495,7 +492,15 @@ TEST_P(AdjustProgress, DialogThatCannotOpenFailsWithoutCode) {
   EXPECT_EQ(r.creates, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Exports, AdjustProgress, testing::ValuesIn(adjustments()),
+// Brightness and contrast shows no progress.
+std::vector<Adjustment> withProgress() {
+  std::vector<Adjustment> all = adjustments(), shown;
+  for (Adjustment& a : all)
+    if (a.progressTotal) shown.push_back(std::move(a));
+  return shown;
+}
+
+INSTANTIATE_TEST_SUITE_P(Exports, AdjustProgress, testing::ValuesIn(withProgress()),
                          [](const testing::TestParamInfo<Adjustment>& i) { return i.param.name; });
 #endif
 
