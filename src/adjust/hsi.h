@@ -29,4 +29,12 @@ inline uint8_t addClamped(uint8_t byte, int32_t shift) {
   return static_cast<uint8_t>(v < 0 ? 0 : (v > 255 ? 255 : v));
 }
 
+// The pixel with hue byte `hue` and its saturation and intensity moved by
+// the shifts (clamped), back through HSItoRGB.
+inline void writeMovedHsi(uint8_t* bgr, const uint8_t* hsi, uint8_t hue, int32_t saturation,
+                          int32_t intensity) {
+  const uint8_t moved[3] = {hue, addClamped(hsi[1], saturation), addClamped(hsi[2], intensity)};
+  hsiToPixel(moved, bgr);
+}
+
 }  // namespace nadiro::adjust

@@ -52,9 +52,8 @@ void hueSaturationRow(uint8_t* bgr, size_t count, const HueSaturation& s) {
     uint8_t hsi[3];
     pixelToHsi(px, hsi);
     if (!inHueRange(hsi[0], s.rangeStart, s.rangeEnd)) continue;
-    const uint8_t moved[3] = {wrapHueStepPast(int64_t{hsi[0]} + s.hueShift),
-                              addClamped(hsi[1], s.saturation), addClamped(hsi[2], s.intensity)};
-    hsiToPixel(moved, px);
+    writeMovedHsi(px, hsi, wrapHueStepPast(int64_t{hsi[0]} + s.hueShift), s.saturation,
+                  s.intensity);
   }
 }
 

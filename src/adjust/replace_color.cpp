@@ -45,9 +45,8 @@ void replaceColorRow(uint8_t* bgr, size_t count, const Replacement& r) {
     if (!inBox(px, r.box)) continue;
     uint8_t hsi[3];
     pixelToHsi(px, hsi);
-    const uint8_t moved[3] = {wrapHueAt255(int64_t{hsi[0]} + r.hueShift),
-                              addClamped(hsi[1], r.saturation), addClamped(hsi[2], r.intensity)};
-    hsiToPixel(moved, px);
+    writeMovedHsi(px, hsi, wrapHueAt255(int64_t{hsi[0]} + r.hueShift), r.saturation,
+                  r.intensity);
   }
 }
 

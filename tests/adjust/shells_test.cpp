@@ -9,6 +9,7 @@
 
 #include "adjust/reference.h"
 #include "companions/changed_values.h"
+#include "companions/companion_name.h"
 #include "frame/companion.h"
 #include "frame/thread_state.h"
 #include "nadiro/nadiro.h"
@@ -249,19 +250,7 @@ TEST(AdjustBrightnessContrast, StatedImageSizeSizesTheResult) {
 
 // ---- dialogs ----------------------------------------------------------------
 
-#if defined(_WIN32)
-#define TEST_MODULE(name) name ".dll"
-#else
-#define TEST_MODULE(name) "lib" name ".so"
-#endif
-
-class CompanionName {
- public:
-  explicit CompanionName(const char* fileName) { setCompanionFileName(fileName); }
-  ~CompanionName() { setCompanionFileName(nullptr); }
-  CompanionName(const CompanionName&) = delete;
-  CompanionName& operator=(const CompanionName&) = delete;
-};
+using test::CompanionName;
 
 // One export with settings, how it comes out with them and with the
 // dialog's changed values, and the progress units it reports.

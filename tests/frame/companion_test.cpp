@@ -8,26 +8,14 @@
 #include <string>
 
 #include "companions/changed_values.h"
+#include "companions/companion_name.h"
 
 namespace nadiro {
 namespace {
 
 namespace v = test::changed;
 
-#if defined(_WIN32)
-#define TEST_MODULE(name) name ".dll"
-#else
-#define TEST_MODULE(name) "lib" name ".so"
-#endif
-
-// Points the loader at another module for one test.
-class CompanionName {
- public:
-  explicit CompanionName(const char* fileName) { setCompanionFileName(fileName); }
-  ~CompanionName() { setCompanionFileName(nullptr); }
-  CompanionName(const CompanionName&) = delete;
-  CompanionName& operator=(const CompanionName&) = delete;
-};
+using test::CompanionName;
 
 // Every variable a dialog can see, with the values an export would pass.
 struct Variables {
