@@ -15,6 +15,12 @@ extern const Command kColorCommand;
 extern const Command kConvertCommand;
 extern const Command kOrderedDitherCommand;
 extern const Command kDitherCommand;
+extern const Command kBrightnessContrastCommand;
+extern const Command kHueSaturationCommand;
+extern const Command kCmykLevelsCommand;
+extern const Command kDesaturateCommand;
+extern const Command kGammaCommand;
+extern const Command kReplaceColorCommand;
 extern const Command kDemoCommand;
 
 std::span<const Command* const> commands() {
@@ -23,6 +29,12 @@ std::span<const Command* const> commands() {
       &kConvertCommand,
       &kOrderedDitherCommand,
       &kDitherCommand,
+      &kBrightnessContrastCommand,
+      &kHueSaturationCommand,
+      &kCmykLevelsCommand,
+      &kDesaturateCommand,
+      &kGammaCommand,
+      &kReplaceColorCommand,
       &kDemoCommand,
   };
   return kAll;

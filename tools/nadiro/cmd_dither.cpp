@@ -43,16 +43,6 @@ std::string methodNames() {
   return names;
 }
 
-// The library takes 4, 8 and 24-bit pictures deeper than the target and
-// reads palette pictures at fixed offsets; a 24-bit copy suits every target.
-Dib toRgb24(const Dib& in) {
-  if (in.bits() == 24 && in.compression() == 0 && in.height() >= 0) return in;
-  Dib out = Dib::blank(in.width(), in.height(), 24);
-  for (int32_t r = 0; r < in.height(); ++r)
-    for (int32_t x = 0; x < in.width(); ++x) in.bgr(r, x, out.row(r) + size_t(x) * 3);
-  return out;
-}
-
 bool ditherPicture(const Method& method, int32_t bits, const Dib& in, Dib& out) {
   const Handle source(toRgb24(in));
   const Handle result(method.dither(source.get(), bits));

@@ -17,6 +17,12 @@ namespace nadiro::cli {
 void demoColorModels(DemoContext& demo);
 void demoOrderedDither(DemoContext& demo);
 void demoDither(DemoContext& demo);
+void demoBrightnessContrast(DemoContext& demo);
+void demoHueSaturation(DemoContext& demo);
+void demoCmykLevels(DemoContext& demo);
+void demoDesaturate(DemoContext& demo);
+void demoGamma(DemoContext& demo);
+void demoReplaceColor(DemoContext& demo);
 
 namespace {
 
@@ -24,6 +30,12 @@ constexpr void (*kSections[])(DemoContext&) = {
     demoColorModels,
     demoOrderedDither,
     demoDither,
+    demoBrightnessContrast,
+    demoHueSaturation,
+    demoCmykLevels,
+    demoDesaturate,
+    demoGamma,
+    demoReplaceColor,
 };
 
 std::string escape(const std::string& s) {

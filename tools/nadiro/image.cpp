@@ -106,4 +106,12 @@ Dib toGrey8(const Dib& in) {
   return out;
 }
 
+Dib toRgb24(const Dib& in) {
+  if (in.bits() == 24 && in.compression() == 0 && in.height() >= 0) return in;
+  Dib out = Dib::blank(in.width(), in.height(), 24);
+  for (int32_t r = 0; r < in.height(); ++r)
+    for (int32_t x = 0; x < in.width(); ++x) in.bgr(r, x, out.row(r) + size_t(x) * 3);
+  return out;
+}
+
 }  // namespace nadiro::cli

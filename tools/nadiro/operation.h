@@ -3,7 +3,10 @@
 // output name, or many inputs with --out-dir, processed in parallel.
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,6 +34,9 @@ using ImageOp = std::function<bool(const Dib& in, Dib& out, std::string& error)>
 
 // Runs `op` over the inputs named by `args` and returns the exit code.
 int runImageOperation(const char* command, const Args& args, const ImageOp& op);
+
+// "R,G,B" with each 0..255; nothing on any other text.
+std::optional<std::array<uint8_t, 3>> parseColour(const std::string& text);
 
 // True once the user pressed Ctrl-C.
 bool interrupted();
