@@ -16,7 +16,7 @@ struct Levels {
 bool adjust(const Dib& in, const Levels& l, Dib& out, std::string& error) {
   const Handle source(toRgb24(in));
   const Handle result(
-      ColorCMYKLevels(source.get(), l.cyan, l.magenta, l.yellow, l.black, 0, nullptr));
+      ColorCMYKLevels(source.get(), l.cyan, l.magenta, l.yellow, l.black, kShowProgress, nullptr));
   if (!result) {
     error = GetLastColorConvertError() == NADIRO_ERR_BAD_ARGUMENT
                 ? "the library refused: --cyan, --magenta, --yellow and --black must each be "

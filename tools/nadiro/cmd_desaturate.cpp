@@ -10,7 +10,7 @@ namespace {
 
 bool adjust(const Dib& in, Dib& out, std::string& error) {
   const Handle source(toRgb24(in));
-  const Handle result(Desaturate(source.get(), 0, nullptr));
+  const Handle result(Desaturate(source.get(), kShowProgress, nullptr));
   if (!result) {
     error = "the library refused the picture";
     return false;

@@ -15,7 +15,7 @@ struct Gammas {
 
 bool adjust(const Dib& in, const Gammas& g, Dib& out, std::string& error) {
   const Handle source(toRgb24(in));
-  const Handle result(GammaCorrection(source.get(), g.red, g.green, g.blue, 0, nullptr));
+  const Handle result(GammaCorrection(source.get(), g.red, g.green, g.blue, kShowProgress, nullptr));
   if (!result) {
     error = GetLastColorConvertError() == NADIRO_ERR_BAD_ARGUMENT
                 ? "the library refused: --red, --green and --blue must each be 10..500"

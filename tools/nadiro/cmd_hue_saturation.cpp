@@ -17,7 +17,7 @@ struct Settings {
 bool adjust(const Dib& in, const Settings& s, Dib& out, std::string& error) {
   const Handle source(toRgb24(in));
   const Handle result(ColorHueSaturation(source.get(), s.hue, s.saturation, s.intensity, s.start,
-                                         s.end, 0, nullptr));
+                                         s.end, kShowProgress, nullptr));
   if (!result) {
     error = GetLastColorConvertError() == NADIRO_ERR_BAD_ARGUMENT
                 ? "the library refused: --hue must be -180..180, --saturation and --intensity "

@@ -26,7 +26,7 @@ uint32_t toleranceSlot(const std::array<uint8_t, 3>& rgb) {
 bool adjust(const Dib& in, const Replacement& r, Dib& out, std::string& error) {
   const Handle source(toRgb24(in));
   const Handle result(ReplaceColor(source.get(), colourSlot(r.colour), toleranceSlot(r.tolerance),
-                                   r.hue, r.saturation, r.intensity, 0, nullptr));
+                                   r.hue, r.saturation, r.intensity, kShowProgress, nullptr));
   if (!result) {
     error = GetLastColorConvertError() == NADIRO_ERR_BAD_ARGUMENT
                 ? "the library refused: --hue must be -180..180, --saturation and --intensity "

@@ -29,6 +29,11 @@ std::vector<std::string> withImageFlags(std::vector<std::string> own);
   "  -j N, --jobs N             pictures processed at once (default: all cores)\n"         \
   "  --background R,G,B         colour behind transparent pixels (default 255,255,255)\n"
 
+// The mode argument that asks the library for its progress dialog: the tool
+// draws it as a bar on stderr (nothing when stderr is not a terminal, or
+// outside runImageOperation), and Ctrl-C presses its Cancel button.
+inline constexpr int32_t kShowProgress = 1;
+
 // One operation on one picture: fills `out` or says why not in `error`.
 using ImageOp = std::function<bool(const Dib& in, Dib& out, std::string& error)>;
 
