@@ -441,6 +441,62 @@ NADIRO_API NadiroHandle NADIRO_CALL ColorConvolutionA(NadiroHandle image, uint32
                                                       int32_t size, const char* fileName,
                                                       const int16_t* kernel, uint32_t* errorOut,
                                                       uint32_t flags, NadiroWindow progressOwner);
+ * Colour adjustments
+ *
+ * Each returns a new image (the caller's is never changed) or 0. The mode
+ * argument (flags) of all but ColorBrightnessContrast: 1 shows a progress
+ * dialog owned by `owner` whose Cancel makes the call return 0, 2 first asks
+ * for the parameters in the companion module's dialog (Cancel returns 0), 3
+ * both, any other value neither. A missing dialog entry point sets last
+ * error NADIRO_ERR_NO_DIALOG_ENTRY and the call goes on with the values
+ * passed. Images of an unsupported depth give 0 with no code.
+ * ------------------------------------------------------------------------ */
+
+/* Every colour byte through one table of brightness and contrast (each
+ * -100..100; only the low 16 bits of value + 100 are checked and used).
+ * 4 and 8-bit images change their colour table only, 24-bit images every
+ * pixel byte; other depths (not 1) come back with zeroed pixels. A non-zero
+ * showDialog first shows the "CONTRASTUI" dialog. Codes go to the pixel
+ * status (NADIRO_PIXEL_*), not the last error. */
+NADIRO_API NadiroHandle NADIRO_CALL ColorBrightnessContrast(NadiroHandle image, int32_t brightness,
+                                                           int32_t contrast, int32_t showDialog);
+
+/* Shifts hue (degrees -180..180), saturation and intensity (-255..255, added
+ * to the HSI bytes) of the pixels of a 24-bit image whose hue lies in
+ * rangeStart..rangeEnd (degrees 0..360; a start above the end wraps through
+ * 0; both 0 select every hue). NADIRO_ERR_BAD_ARGUMENT for a null image or a
+ * value out of range, including equal range ends other than 0, 0. */
+NADIRO_API NadiroHandle NADIRO_CALL ColorHueSaturation(NadiroHandle image, int32_t hue,
+                                                      int32_t saturation, int32_t intensity,
+                                                      uint32_t rangeStart, uint32_t rangeEnd,
+                                                      int32_t mode, NadiroWindow owner);
+
+/* Scales the C, M, Y and K bytes of every pixel of a 24-bit image (settings
+ * -100..100: -100 removes the ink, 0 keeps it, 100 doubles it) on the way
+ * RGB -> CMYK -> RGB through RGBtoCMYK and CMYKtoRGB. */
+NADIRO_API NadiroHandle NADIRO_CALL ColorCMYKLevels(NadiroHandle image, int32_t cyan,
+                                                   int32_t magenta, int32_t yellow, int32_t black,
+                                                   int32_t mode, NadiroWindow owner);
+
+/* A grey 24-bit copy: each pixel through HSI with its saturation set to 0. */
+NADIRO_API NadiroHandle NADIRO_CALL Desaturate(NadiroHandle image, int32_t mode,
+                                              NadiroWindow owner);
+
+/* A power curve per channel of a 24-bit image: out = v ^ (ln g / ln 100) on
+ * the byte value v, truncated; each g 10..500 is the value the curve gives
+ * at 100 (100 keeps the channel). */
+NADIRO_API NadiroHandle NADIRO_CALL GammaCorrection(NadiroHandle image, uint32_t red,
+                                                   uint32_t green, uint32_t blue, int32_t flags,
+                                                   NadiroWindow owner);
+
+/* Shifts hue (degrees -180..180), saturation and intensity (-255..255) of
+ * the pixels of a 24-bit image inside a box around a colour. colour holds
+ * blue, green, red in bytes 0, 1, 2; tolerance holds the widths for red,
+ * green, blue in bytes 0, 1, 2 (the reverse order). */
+NADIRO_API NadiroHandle NADIRO_CALL ReplaceColor(NadiroHandle image, uint32_t colour,
+                                                uint32_t tolerance, int32_t hueShift,
+                                                int32_t saturationShift, int32_t intensityShift,
+                                                int32_t flags, NadiroWindow owner);
 
 /* ------------------------------------------------------------------------
  * Image memory on platforms without Windows global memory. These behave

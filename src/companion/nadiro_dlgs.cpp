@@ -27,7 +27,7 @@ NADIRO_DLGS_EXPORT int32_t NADIRO_CALL ColorCMYKLevelsUI(NadiroHandle, double*, 
 }
 
 NADIRO_DLGS_EXPORT int32_t NADIRO_CALL ColorHueSaturationUI(NadiroHandle, int32_t*, int32_t*,
-                                                            int32_t*, int32_t*, int32_t*) {
+                                                            int32_t*, uint32_t*, uint32_t*) {
   return kOk;
 }
 

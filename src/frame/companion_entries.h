@@ -15,10 +15,12 @@ using ContrastUi = int32_t NADIRO_CALL(NadiroHandle image, int32_t* brightness, 
 // the cyan, magenta, yellow and black multipliers
 using CmykLevelsUi = int32_t NADIRO_CALL(NadiroHandle image, double* cyan, double* magenta,
                                          double* yellow, double* black);
-// hue shift and hue range in hue-byte units, saturation, intensity
+// hue shift and hue range in hue-byte units, saturation, intensity; the
+// range ends are unsigned like the export's own range arguments (the pixel
+// hues are compared with them unsigned)
 using HueSaturationUi = int32_t NADIRO_CALL(NadiroHandle image, int32_t* hueShift,
                                             int32_t* saturation, int32_t* intensity,
-                                            int32_t* rangeStart, int32_t* rangeEnd);
+                                            uint32_t* rangeStart, uint32_t* rangeEnd);
 // no parameters: only OK or Cancel
 using DesaturateUi = int32_t NADIRO_CALL(NadiroHandle image);
 // the red, green and blue gamma values

@@ -66,7 +66,7 @@ TEST_EXPORT int32_t NADIRO_CALL ColorCMYKLevelsUI(NadiroHandle image, double* cy
 
 TEST_EXPORT int32_t NADIRO_CALL ColorHueSaturationUI(NadiroHandle image, int32_t* hueShift,
                                                      int32_t* saturation, int32_t* intensity,
-                                                     int32_t* rangeStart, int32_t* rangeEnd) {
+                                                     uint32_t* rangeStart, uint32_t* rangeEnd) {
   gLastImage = image;
   SET(hueShift, v::kHueShift);
   SET(saturation, v::kSaturation);

@@ -8,32 +8,21 @@
 #include <string>
 
 #include "companions/changed_values.h"
+#include "companions/companion_name.h"
 
 namespace nadiro {
 namespace {
 
 namespace v = test::changed;
 
-#if defined(_WIN32)
-#define TEST_MODULE(name) name ".dll"
-#else
-#define TEST_MODULE(name) "lib" name ".so"
-#endif
-
-// Points the loader at another module for one test.
-class CompanionName {
- public:
-  explicit CompanionName(const char* fileName) { setCompanionFileName(fileName); }
-  ~CompanionName() { setCompanionFileName(nullptr); }
-  CompanionName(const CompanionName&) = delete;
-  CompanionName& operator=(const CompanionName&) = delete;
-};
+using test::CompanionName;
 
 // Every variable a dialog can see, with the values an export would pass.
 struct Variables {
   int32_t brightness = -5, contrast = 60;
   double cyan = 1.0, magenta = 0.5, yellow = 1.25, black = 0.0;
-  int32_t hueShift = 3, saturation = 4, intensity = -6, rangeStart = 0, rangeEnd = 255;
+  int32_t hueShift = 3, saturation = 4, intensity = -6;
+  uint32_t rangeStart = 0, rangeEnd = 255;
   uint32_t red = 100, green = 110, blue = 120;
   int32_t replaceHue = 12, replaceSaturation = -3, replaceIntensity = 9;
   uint32_t colour = 0x00AABBCC, tolerance = 0x00010203;

@@ -18,6 +18,12 @@ extern const Command kDitherCommand;
 extern const Command kSplitCommand;
 extern const Command kMergeCommand;
 extern const Command kConvolveCommand;
+extern const Command kBrightnessContrastCommand;
+extern const Command kHueSaturationCommand;
+extern const Command kCmykLevelsCommand;
+extern const Command kDesaturateCommand;
+extern const Command kGammaCommand;
+extern const Command kReplaceColorCommand;
 extern const Command kDemoCommand;
 
 std::span<const Command* const> commands() {
@@ -29,6 +35,12 @@ std::span<const Command* const> commands() {
       &kSplitCommand,
       &kMergeCommand,
       &kConvolveCommand,
+      &kBrightnessContrastCommand,
+      &kHueSaturationCommand,
+      &kCmykLevelsCommand,
+      &kDesaturateCommand,
+      &kGammaCommand,
+      &kReplaceColorCommand,
       &kDemoCommand,
   };
   return kAll;

@@ -92,7 +92,7 @@ int runConvert(std::span<const std::string> args) {
   return runImageOperation("convert", a, [&](const Dib& in, Dib& out, std::string& error) {
     const Handle source(from->id == NADIRO_MODEL_RGB ? to24(in) : in);
     // With progress on, the tool draws the bar and Ctrl-C cancels the call.
-    NadiroHandle result = ConvertDIBColorSpace(source.get(), from->id, to->id, 1, nullptr);
+    NadiroHandle result = ConvertDIBColorSpace(source.get(), from->id, to->id, kShowProgress, nullptr);
     if (!result) {
       error = "the library refused the picture (last error " +
               std::to_string(GetLastColorConvertError()) + "; is it a " + from->name +

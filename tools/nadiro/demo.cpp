@@ -19,6 +19,12 @@ void demoOrderedDither(DemoContext& demo);
 void demoDither(DemoContext& demo);
 void demoChannels(DemoContext& demo);
 void demoConvolution(DemoContext& demo);
+void demoBrightnessContrast(DemoContext& demo);
+void demoHueSaturation(DemoContext& demo);
+void demoCmykLevels(DemoContext& demo);
+void demoDesaturate(DemoContext& demo);
+void demoGamma(DemoContext& demo);
+void demoReplaceColor(DemoContext& demo);
 
 namespace {
 
@@ -28,6 +34,12 @@ constexpr void (*kSections[])(DemoContext&) = {
     demoDither,
     demoChannels,
     demoConvolution,
+    demoBrightnessContrast,
+    demoHueSaturation,
+    demoCmykLevels,
+    demoDesaturate,
+    demoGamma,
+    demoReplaceColor,
 };
 
 std::string escape(const std::string& s) {

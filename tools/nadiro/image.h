@@ -70,8 +70,8 @@ class Handle {
 Dib toGrey8(const Dib& in);
 bool hasIdentityGreyTable(const Dib& in);
 
-// A 24-bit bottom-up copy of any picture (palette pictures through their
-// palette); an uncompressed bottom-up 24-bit picture is returned as it is.
+// A 24-bit copy (through the palette for palette pictures); an
+// uncompressed bottom-up 24-bit picture is returned as it is.
 Dib toRgb24(const Dib& in);
 
 }  // namespace nadiro::cli

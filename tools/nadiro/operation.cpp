@@ -44,6 +44,9 @@ std::string stemOf(const std::string& path) {
   return dot == std::string::npos || dot == 0 ? name : name.substr(0, dot);
 }
 
+
+}  // namespace
+
 std::optional<std::array<uint8_t, 3>> parseColour(const std::string& text) {
   std::array<uint8_t, 3> c{};
   size_t start = 0;
@@ -57,8 +60,6 @@ std::optional<std::array<uint8_t, 3>> parseColour(const std::string& text) {
   }
   return c;
 }
-
-}  // namespace
 
 bool interrupted() { return gInterrupted.load(); }
 void requestInterrupt() { gInterrupted.store(true); }

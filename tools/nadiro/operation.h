@@ -3,7 +3,10 @@
 // output name, or many inputs with --out-dir, processed in parallel.
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,11 +29,19 @@ std::vector<std::string> withImageFlags(std::vector<std::string> own);
   "  -j N, --jobs N             pictures processed at once (default: all cores)\n"         \
   "  --background R,G,B         colour behind transparent pixels (default 255,255,255)\n"
 
+// The mode argument that asks the library for its progress dialog: the tool
+// draws it as a bar on stderr (nothing when stderr is not a terminal, or
+// outside runImageOperation), and Ctrl-C presses its Cancel button.
+inline constexpr int32_t kShowProgress = 1;
+
 // One operation on one picture: fills `out` or says why not in `error`.
 using ImageOp = std::function<bool(const Dib& in, Dib& out, std::string& error)>;
 
 // Runs `op` over the inputs named by `args` and returns the exit code.
 int runImageOperation(const char* command, const Args& args, const ImageOp& op);
+
+// "R,G,B" with each 0..255; nothing on any other text.
+std::optional<std::array<uint8_t, 3>> parseColour(const std::string& text);
 
 // True once the user pressed Ctrl-C.
 bool interrupted();
