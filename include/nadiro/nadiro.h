@@ -441,6 +441,8 @@ NADIRO_API NadiroHandle NADIRO_CALL ColorConvolutionA(NadiroHandle image, uint32
                                                       int32_t size, const char* fileName,
                                                       const int16_t* kernel, uint32_t* errorOut,
                                                       uint32_t flags, NadiroWindow progressOwner);
+
+/* ------------------------------------------------------------------------
  * Colour adjustments
  *
  * Each returns a new image (the caller's is never changed) or 0. The mode
