@@ -117,7 +117,7 @@ uint32_t splitInto(const SplitSource& from, MemHandle* channels) {
     pixels[i] = locked[i].data() + kChannelPixelOffset;
   }
   splitRows(image.data() + layout->pixelOffset, srcStride, bytesPerPixel, layout->width,
-            layout->height, pixels, stride8, &cancelRequested);
+            layout->height, pixels, static_cast<size_t>(stride8), &cancelRequested);
   for (uint32_t i = 0; i < count; ++i) {
     locked[i].unlock();
     made[i].release();  // the caller owns the channel images
