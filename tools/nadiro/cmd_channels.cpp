@@ -5,46 +5,25 @@
 
 #include "cli.h"
 #include "demo.h"
+#include "color_models.h"
 #include "formats.h"
 
 namespace nadiro::cli {
 namespace {
 
-struct Model {
-  const char* name;
-  uint32_t id;
-  // Channel names in the order the split writes them (and merge reads the
-  // first three): for the CMYK models that is M, Y, K, C.
-  const char* split[4];
-  const char* title;
-};
-
-const Model kModels[] = {
-    {"rgb", 1, {"R", "G", "B", nullptr}, "RGB"},
-    {"yuv", 2, {"Y", "U", "V", nullptr}, "YUV"},
-    {"cmy", 3, {"C", "M", "Y", nullptr}, "CMY"},
-    {"cmyk", 4, {"M", "Y", "K", "C"}, "CMYK"},
-    {"yiq", 5, {"Y", "I", "Q", nullptr}, "YIQ"},
-    {"hsv", 6, {"H", "S", "V", nullptr}, "HSV"},
-    {"hsi", 7, {"H", "S", "I", nullptr}, "HSI (hue, saturation, lightness)"},
-    {"xyz", 8, {"X", "Y", "Z", nullptr}, "XYZ"},
-    {"lab", 9, {"L", "a", "b", nullptr}, "LAB"},
-    {"cmyk-inverted", 10, {"M", "Y", "K", "C"}, "CMYK with under-colour removal, inverted"},
-};
-
-const Model* findModel(const std::string& text) {
-  for (const Model& m : kModels)
-    if (text == m.name || text == std::to_string(m.id)) return &m;
-  return nullptr;
+// Channel names in the order the split writes them: the model's components,
+// but M, Y, K, C for the four-component models (bytes 2, 1, 0, 3 of a pixel
+// stored K, Y, M, C).
+const char* splitChannelName(const ModelName& m, size_t i) {
+  static constexpr size_t kFourOrder[4] = {1, 2, 3, 0};
+  return m.channels[fourComponents(m.id) ? kFourOrder[i] : i];
 }
 
-bool fourChannels(const Model& m) { return m.id == 4 || m.id == 10; }
-
 #define NADIRO_MODELS_HELP                                                                  \
-  "  --model MODEL   a name or its number (default rgb):\n"                                 \
+  "  --model MODEL   a name (any case) or its number (default rgb):\n"                      \
   "                  1 rgb, 2 yuv, 3 cmy, 4 cmyk, 5 yiq, 6 hsv, 7 hsi, 8 xyz, 9 lab,\n"    \
-  "                  10 cmyk-inverted (CMYK with under-colour removal, inks stored\n"     \
-  "                  as complements)\n"
+  "                  10 cmyk-ucr (CMYK with under-colour removal, inks stored as\n"       \
+  "                  complements)\n"
 
 // OUTPREFIX "dir/photo.bmp" gives "dir/photo" and ".bmp"; without a known
 // extension the whole prefix is kept and the pictures are PNG.
@@ -62,11 +41,11 @@ void splitPrefix(const std::string& prefix, std::string& stem, std::string& exte
 }
 
 // The channel pictures of `picture` in `model`, or a reason.
-bool splitPicture(const Dib& picture, const Model& model, std::vector<Dib>& channels,
+bool splitPicture(const Dib& picture, const ModelName& model, std::vector<Dib>& channels,
                   std::string& error) {
   const Handle source(toRgb24(picture));
   NadiroHandle made[4] = {};
-  const uint32_t count = SplitColorChannels(source.get(), made, model.id);
+  const uint32_t count = SplitColorChannels(source.get(), made, static_cast<uint32_t>(model.id));
   if (count == 0) {
     error = "the library refused the picture (code " +
             std::to_string(GetLastColorConvertError()) + ")";
@@ -83,7 +62,7 @@ bool splitPicture(const Dib& picture, const Model& model, std::vector<Dib>& chan
 int runSplit(std::span<const std::string> args) {
   const Args a(args, {"--model"});
   if (!a.ok()) return usage("split", a.error());
-  const Model* model = findModel(a.value("--model").value_or("rgb"));
+  const ModelName* model = findModel(a.value("--model").value_or("rgb"));
   if (!model) return usage("split", "--model must be a model name or a number from 1 to 10");
   if (a.positional().size() != 2) return usage("split", "give one input and one output prefix");
   const std::string& input = a.positional()[0];
@@ -95,7 +74,7 @@ int runSplit(std::span<const std::string> args) {
   std::string stem, extension;
   splitPrefix(a.positional()[1], stem, extension);
   for (size_t i = 0; i < channels.size(); ++i) {
-    const std::string out = stem + "-" + model->split[i] + extension;
+    const std::string out = stem + "-" + splitChannelName(*model, i) + extension;
     if (!writeImage(out, channels[i], error)) return fail(out, error);
     std::printf("%s\n", out.c_str());
   }
@@ -105,9 +84,9 @@ int runSplit(std::span<const std::string> args) {
 int runMerge(std::span<const std::string> args) {
   const Args a(args, {"--model"});
   if (!a.ok()) return usage("merge", a.error());
-  const Model* model = findModel(a.value("--model").value_or("rgb"));
+  const ModelName* model = findModel(a.value("--model").value_or("rgb"));
   if (!model) return usage("merge", "--model must be a model name or a number from 1 to 10");
-  const size_t needed = fourChannels(*model) ? 4 : 3;
+  const size_t needed = fourComponents(model->id) ? 4 : 3;
   if (a.positional().size() != needed + 1)
     return usage("merge", std::string("--model ") + model->name + " takes " +
                               std::to_string(needed) + " channel pictures and one output");
@@ -130,7 +109,7 @@ int runMerge(std::span<const std::string> args) {
   }
   const Handle dest(Dib::blank(width, height, 24));
   if (!MergeColorChannels(channels[0].get(), channels[1].get(), channels[2].get(),
-                          needed == 4 ? channels[3].get() : nullptr, dest.get(), model->id))
+                          needed == 4 ? channels[3].get() : nullptr, dest.get(), static_cast<uint32_t>(model->id)))
     return fail(a.positional()[0], "the library refused the channels (code " +
                                        std::to_string(GetLastColorConvertError()) + ")");
   const std::string& out = a.positional()[needed];
@@ -142,7 +121,7 @@ int runMerge(std::span<const std::string> args) {
 }  // namespace
 
 void demoChannels(DemoContext& demo) {
-  const Model& hsv = kModels[5];
+  const ModelName& hsv = *findModel("hsv");
   std::vector<Dib> channels;
   std::string error;
   if (!splitPicture(demo.sample, hsv, channels, error)) {
@@ -150,15 +129,15 @@ void demoChannels(DemoContext& demo) {
     return;
   }
   for (size_t i = 0; i < channels.size(); ++i)
-    demo.add("Channels", std::string("split-hsv-") + hsv.split[i] + ".png",
-             std::string("HSV channel ") + hsv.split[i], "nadiro split --model hsv IN out.png",
+    demo.add("Channels", std::string("split-hsv-") + splitChannelName(hsv, i) + ".png",
+             std::string("HSV channel ") + splitChannelName(hsv, i), "nadiro split --model hsv IN out.png",
              channels[i]);
   // And back together.
   std::vector<Handle> handles;
   for (const Dib& c : channels) handles.emplace_back(c);
   const Handle dest(Dib::blank(demo.sample.width(), demo.sample.height(), 24));
   if (!MergeColorChannels(handles[0].get(), handles[1].get(), handles[2].get(), nullptr,
-                          dest.get(), hsv.id)) {
+                          dest.get(), static_cast<uint32_t>(hsv.id))) {
     demo.failed("merge: the library refused the HSV channels");
     return;
   }
@@ -174,7 +153,7 @@ extern const Command kSplitCommand = {
     "from OUTPREFIX's extension (.bmp .png .jpg) when it has one, PNG otherwise.\n\n"
     NADIRO_MODELS_HELP "\n"
     "Channels are written in the library's order: R G B, Y U V, C M Y, Y I Q,\n"
-    "H S V, H S I (lightness), X Y Z, L a b; for the two CMYK models M Y K C.\n"
+    "H S V, H S I (lightness), X Y Z, L A B; for the two CMYK models M Y K C.\n"
     "Input: any BMP, PNG or JPEG; it is made 24-bit first.\n\n"
     "Example:\n  nadiro split --model hsv photo.jpg out/photo.png\n"
     "  (writes out/photo-H.png, out/photo-S.png, out/photo-V.png)\n",
@@ -184,12 +163,12 @@ extern const Command kMergeCommand = {
     "merge", "Channels", "rebuild an RGB picture from greyscale channel pictures",
     "Usage: nadiro merge [--model MODEL] C1 C2 C3 [C4] OUT\n\n"
     "Reads three greyscale pictures of the same size (four for cmyk and\n"
-    "cmyk-inverted) as the components of a colour model, in the model's order,\n"
+    "cmyk-ucr) as the components of a colour model, in the model's order,\n"
     "converts every pixel to RGB and writes a 24-bit picture; OUT's extension\n"
     "(.bmp .png .jpg) picks the format.\n\n"
     NADIRO_MODELS_HELP "\n"
     "Components: C1 C2 C3 are R G B, Y U V, C M Y, Y I Q, H S V, H S I, X Y Z or\n"
-    "L a b; the CMYK models take C M Y K (split writes them as M Y K C, so pass\n"
+    "L A B; the CMYK models take C M Y K (split writes them as M Y K C, so pass\n"
     "the C picture first). Colour inputs are made grey with\n"
     "(30 R + 59 G + 11 B) / 100.\n\n"
     "Example:\n  nadiro merge --model hsv out/photo-H.png out/photo-S.png out/photo-V.png "

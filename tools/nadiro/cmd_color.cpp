@@ -5,40 +5,14 @@
 #include <string>
 
 #include "cli.h"
+#include "color_models.h"
 #include "demo.h"
 #include "operation.h"
 
 namespace nadiro::cli {
 namespace {
 
-struct ModelName {
-  const char* name;
-  int32_t id;
-  const char* channels[4];
-};
 
-const ModelName kModels[] = {
-    {"RGB", NADIRO_MODEL_RGB, {"R", "G", "B", nullptr}},
-    {"YUV", NADIRO_MODEL_YUV, {"Y", "U", "V", nullptr}},
-    {"CMY", NADIRO_MODEL_CMY, {"C", "M", "Y", nullptr}},
-    {"CMYK", NADIRO_MODEL_CMYK, {"C", "M", "Y", "K"}},
-    {"YIQ", NADIRO_MODEL_YIQ, {"Y", "I", "Q", nullptr}},
-    {"HSV", NADIRO_MODEL_HSV, {"H", "S", "V", nullptr}},
-    {"HSI", NADIRO_MODEL_HSI, {"H", "S", "I", nullptr}},
-    {"XYZ", NADIRO_MODEL_XYZ, {"X", "Y", "Z", nullptr}},
-    {"LAB", NADIRO_MODEL_LAB, {"L", "A", "B", nullptr}},
-    {"CMYK-UCR", NADIRO_MODEL_CMYK_UCR, {"C", "M", "Y", "K"}},
-};
-
-const ModelName* findModel(const std::string& text) {
-  std::string upper;
-  for (char c : text) upper += static_cast<char>(c >= 'a' && c <= 'z' ? c - 32 : c);
-  for (const auto& m : kModels)
-    if (upper == m.name || upper == std::to_string(m.id)) return &m;
-  return nullptr;
-}
-
-bool fourComponents(int32_t id) { return id == NADIRO_MODEL_CMYK || id == NADIRO_MODEL_CMYK_UCR; }
 
 int runColor(std::span<const std::string> args) {
   const Args a(args, {});
@@ -123,7 +97,7 @@ Dib channelImage(const Dib& converted, size_t channel, size_t channels) {
 
 void demoColorModels(DemoContext& demo) {
   const Handle sample(demo.sample);
-  for (const auto& m : kModels) {
+  for (const auto& m : colorModels()) {
     NadiroHandle result = ConvertDIBColorSpace(sample.get(), NADIRO_MODEL_RGB, m.id, 0, nullptr);
     if (!result) {
       demo.failed(std::string("ConvertDIBColorSpace refused RGB to ") + m.name);
