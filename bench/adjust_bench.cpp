@@ -9,14 +9,9 @@
 namespace nadiro::bench {
 namespace {
 
-const BenchHandle& picture() {
-  static const BenchHandle image(make4KImage(24));
-  return image;
-}
-
 template <typename F>
 void run(benchmark::State& state, F adjust) {
-  const NadiroHandle source = picture().get();  // made once, outside the timing
+  const NadiroHandle source = shared4KImage(24).get();  // made once, outside the timing
   for (auto _ : state) {
     NadiroHandle out = adjust(source);
     if (!out) {

@@ -34,4 +34,13 @@ BenchHandle::BenchHandle(const std::vector<uint8_t>& bytes)
 
 BenchHandle::~BenchHandle() { memFree(h_); }
 
+const BenchHandle& shared4KImage(uint16_t bits) {
+  if (bits == 8) {
+    static const BenchHandle grey(make4KImage(8));
+    return grey;
+  }
+  static const BenchHandle colour(make4KImage(24));
+  return colour;
+}
+
 }  // namespace nadiro::bench

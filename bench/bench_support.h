@@ -15,6 +15,12 @@ inline constexpr int64_t k4KPixels = int64_t{k4KWidth} * k4KHeight;
 // A 4K picture with smooth gradients and noise: bits 8 (grey table) or 24.
 std::vector<uint8_t> make4KImage(uint16_t bits);
 
+class BenchHandle;
+
+// One 4K picture per depth, made on first use and kept for the whole run,
+// so that benchmarks time only the operation.
+const BenchHandle& shared4KImage(uint16_t bits);
+
 class BenchHandle {
  public:
   explicit BenchHandle(const std::vector<uint8_t>& bytes);

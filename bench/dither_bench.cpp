@@ -9,15 +9,10 @@
 namespace nadiro::bench {
 namespace {
 
-const BenchHandle& picture() {
-  static const BenchHandle image(make4KImage(24));
-  return image;
-}
-
 template <typename F>
 void run(benchmark::State& state, F dither) {
   const auto bits = static_cast<int32_t>(state.range(0));
-  const NadiroHandle source = picture().get();  // made once, outside the timing
+  const NadiroHandle source = shared4KImage(24).get();  // made once, outside the timing
   for (auto _ : state) {
     NadiroHandle out = dither(source, bits);
     if (!out) {

@@ -47,26 +47,11 @@ int run(std::span<const std::string> args) {
 }  // namespace
 
 void demoCmykLevels(DemoContext& demo) {
-  struct Named {
-    Levels l;
-    const char* file;
-    const char* title;
-    const char* params;
-  };
-  const Named settings[] = {
+  static const DemoCase<Levels> kCases[] = {
       {{60, 0, 0, 0}, "cmyk-levels-cyan.png", "Cyan +60", "--cyan 60"},
       {{0, -50, 40, 0}, "cmyk-levels-warm.png", "Magenta -50, yellow +40", "--magenta -50 --yellow 40"},
       {{0, 0, 0, -100}, "cmyk-levels-noblack.png", "Black -100", "--black -100"}};
-  for (const Named& n : settings) {
-    Dib result;
-    std::string error;
-    if (!adjust(demo.sample, n.l, result, error)) {
-      demo.failed(std::string(n.file) + ": " + error);
-      continue;
-    }
-    demo.add("Colour adjustments", n.file, n.title, std::string("nadiro cmyk-levels ") + n.params,
-             result);
-  }
+  addDemoCases<Levels>(demo, "Colour adjustments", "cmyk-levels", kCases, adjust);
 }
 
 extern const Command kCmykLevelsCommand = {

@@ -45,26 +45,12 @@ int run(std::span<const std::string> args) {
 }  // namespace
 
 void demoGamma(DemoContext& demo) {
-  struct Named {
-    Gammas g;
-    const char* file;
-    const char* title;
-    const char* params;
-  };
-  const Named settings[] = {
+  static const DemoCase<Gammas> kCases[] = {
       {{50, 50, 50}, "gamma-darker.png", "Gamma 50 on every channel", "--red 50 --green 50 --blue 50"},
       {{200, 200, 200}, "gamma-lighter.png", "Gamma 200 on every channel",
        "--red 200 --green 200 --blue 200"},
       {{120, 100, 80}, "gamma-warm.png", "Red 120, green 100, blue 80", "--red 120 --green 100 --blue 80"}};
-  for (const Named& n : settings) {
-    Dib result;
-    std::string error;
-    if (!adjust(demo.sample, n.g, result, error)) {
-      demo.failed(std::string(n.file) + ": " + error);
-      continue;
-    }
-    demo.add("Colour adjustments", n.file, n.title, std::string("nadiro gamma ") + n.params, result);
-  }
+  addDemoCases<Gammas>(demo, "Colour adjustments", "gamma", kCases, adjust);
 }
 
 extern const Command kGammaCommand = {

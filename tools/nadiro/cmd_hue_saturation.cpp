@@ -63,27 +63,12 @@ int run(std::span<const std::string> args) {
 }  // namespace
 
 void demoHueSaturation(DemoContext& demo) {
-  struct Named {
-    Settings s;
-    const char* file;
-    const char* title;
-    const char* params;
-  };
-  const Named settings[] = {
+  static const DemoCase<Settings> kCases[] = {
       {{90, 0, 0, 0, 0}, "hue-saturation-90.png", "Hue +90 degrees", "--hue 90"},
       {{0, 120, 0, 0, 0}, "hue-saturation-vivid.png", "Saturation +120", "--saturation 120"},
       {{120, 40, 0, 300, 60}, "hue-saturation-reds.png", "Reds only: hue +120, saturation +40",
        "--hue 120 --saturation 40 --range 300:60"}};
-  for (const Named& n : settings) {
-    Dib result;
-    std::string error;
-    if (!adjust(demo.sample, n.s, result, error)) {
-      demo.failed(std::string(n.file) + ": " + error);
-      continue;
-    }
-    demo.add("Colour adjustments", n.file, n.title, std::string("nadiro hue-saturation ") + n.params,
-             result);
-  }
+  addDemoCases<Settings>(demo, "Colour adjustments", "hue-saturation", kCases, adjust);
 }
 
 extern const Command kHueSaturationCommand = {

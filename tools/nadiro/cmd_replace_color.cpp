@@ -65,27 +65,12 @@ int run(std::span<const std::string> args) {
 }  // namespace
 
 void demoReplaceColor(DemoContext& demo) {
-  struct Named {
-    Replacement r;
-    const char* file;
-    const char* title;
-    const char* params;
-  };
-  const Named settings[] = {
+  static const DemoCase<Replacement> kCases[] = {
       {{{200, 60, 40}, {60, 60, 60}, 120, 0, 0}, "replace-color-reds.png",
        "Reddish pixels turned by 120 degrees", "--color 200,60,40 --tolerance 60,60,60 --hue 120"},
       {{{128, 128, 128}, {40, 40, 40}, 0, 0, 60}, "replace-color-greys.png",
        "Mid greys lightened", "--color 128,128,128 --tolerance 40,40,40 --intensity 60"}};
-  for (const Named& n : settings) {
-    Dib result;
-    std::string error;
-    if (!adjust(demo.sample, n.r, result, error)) {
-      demo.failed(std::string(n.file) + ": " + error);
-      continue;
-    }
-    demo.add("Colour adjustments", n.file, n.title, std::string("nadiro replace-color ") + n.params,
-             result);
-  }
+  addDemoCases<Replacement>(demo, "Colour adjustments", "replace-color", kCases, adjust);
 }
 
 extern const Command kReplaceColorCommand = {
