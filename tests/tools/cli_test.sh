@@ -88,6 +88,31 @@ expect_refusal "1-bit result as JPEG" 1 ordered-dither "$sample" "$work/out-mono
 check "1-bit result as JPEG: no output" test ! -e "$work/out-mono.jpg"
 expect_refusal "batch with a bad file among good ones" 1 ordered-dither "$work/in/a.png" "$work/text.bmp" --out-dir "$work/batch"
 
+# Every operation on every kind of input the tool reads: RGB, grey and
+# palette PNGs (1, 4 and 8 bits), a JPEG and a BMP.
+demo=$work/demo
+check "a JPEG input made by the tool" "$nadiro" gamma --red 100 --green 100 --blue 100 "$sample" "$work/kinds-rgb.jpg"
+check "a BMP input made by the tool" "$nadiro" gamma --red 100 --green 100 --blue 100 "$sample" "$work/kinds-rgb.bmp"
+inputs=("$sample" "$demo/sample-grey.png" "$demo/ordered-dither-4.png" "$demo/dither-fs-4.png"
+        "$demo/dither-fs-8.png" "$work/kinds-rgb.jpg" "$work/kinds-rgb.bmp")
+operations=("ordered-dither --matrix 4" "dither --method fs --bits 4" "dither --method smooth --bits 1"
+            "convert --from RGB --to HSV" "brightness-contrast --brightness 10 --contrast 5"
+            "hue-saturation --hue 30" "cmyk-levels --cyan 10" "desaturate"
+            "gamma --red 120 --green 100 --blue 80"
+            "replace-color --color 200,60,40 --tolerance 60,60,60 --hue 120"
+            "convolve --filter mean --size 3")
+n=0
+for op in "${operations[@]}"; do
+  for in in "${inputs[@]}"; do
+    n=$((n + 1))
+    # shellcheck disable=SC2086
+    check "$op on $(basename "$in")" "$nadiro" $op "$in" "$work/kind-$n.bmp"
+  done
+done
+for in in "${inputs[@]}"; do
+  check "split on $(basename "$in")" "$nadiro" split --model 6 "$in" "$work/split-$(basename "$in" | tr . -)" >/dev/null
+done
+
 expect_refusal "matrix 7" 2 ordered-dither --matrix 7 "$sample" "$work/out-m7.bmp"
 expect_refusal "unknown option" 2 ordered-dither --bogus 1 "$sample" "$work/out-x.bmp"
 expect_refusal "unknown command" 2 frobnicate

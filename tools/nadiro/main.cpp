@@ -12,7 +12,7 @@ namespace {
 
 void printOverview() {
   std::printf(
-      "nadiro - run the Nadiro image library on BMP files\n\n"
+      "nadiro - run the Nadiro image library on BMP, PNG and JPEG pictures\n\n"
       "Usage: nadiro COMMAND [OPTIONS] ...\n"
       "       nadiro COMMAND --help     details, ranges and an example\n"
       "       nadiro --version          the library's version string\n");
