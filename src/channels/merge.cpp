@@ -21,15 +21,15 @@ struct CopyRgb {
   }
 };
 
-// Model 10: the channels hold the complemented inks of the CMYK form with
-// fixed under-colour removal; complemented again, they go through that
-// form's way back to RGB.
-struct InvertedUcrCmyk {
+// Model 10: the channels hold inverted inks; complemented back they go
+// through the byte-wise CMYKtoRGB, like model 4, so four channels of 255
+// merge as CMYK (0, 0, 0, 0), that is white.
+struct InvertedCmyk {
   static constexpr size_t kIn = 4;
   static void apply(const uint8_t* in, uint8_t* out) {
     const uint8_t inks[4] = {color::complement(in[0]), color::complement(in[1]),
                              color::complement(in[2]), color::complement(in[3])};
-    color::ucrCmykToRgb(inks, out);
+    color::Integer<color::model::CMYK, color::model::RGB>::apply(inks, out);
   }
 };
 
@@ -63,7 +63,7 @@ constexpr MergeRow kMergeRows[11] = {
     &mergeRow<color::Doubles<m::HSI, m::RGB>>,
     &mergeRow<color::Doubles<m::XYZ, m::RGB>>,
     &mergeRow<color::Doubles<m::LAB, m::RGB>>,
-    &mergeRow<InvertedUcrCmyk>,
+    &mergeRow<InvertedCmyk>,
 };
 
 bool fourChannels(uint32_t model) { return model == 4 || model == 10; }
