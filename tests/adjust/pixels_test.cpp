@@ -3,6 +3,7 @@
 // and the documented worked examples.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <ostream>
 #include <string>
@@ -121,6 +122,29 @@ std::string caseName(const testing::TestParamInfo<Case>& i) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Settings, AdjustPixels, testing::ValuesIn(allCases()), caseName);
+
+// A 24-bit image may carry a colour table: its rows start behind the table,
+// which stays as it is, and an image size of 0 is worked out from the rows.
+TEST_P(AdjustPixels, RowsStartBehindAColourTable) {
+  const Case& c = GetParam();
+  test::DibSpec spec;
+  spec.width = 7;
+  spec.height = 5;
+  spec.bits = 24;
+  spec.clrUsed = 3;
+  spec.tableEntries = 3;
+  spec.seed = 41;
+  std::vector<uint8_t> src = test::makeDib(spec);
+  for (int k = 20; k < 24; ++k) src[size_t(k)] = 0;  // image size 0
+  test::ImageHandle in(src);
+  ThreadErrorBlock()->lastError = 0;
+  test::ImageHandle out(c.run(in.get()));
+  ASSERT_TRUE(out);
+  const std::vector<uint8_t> got = test::blockBytes(out.get());
+  EXPECT_EQ(got, c.expect(src));
+  EXPECT_TRUE(std::equal(src.begin(), src.begin() + 52, got.begin()))
+      << "header and colour table are copied unchanged";
+}
 
 // ---- the documented examples ---------------------------------------------
 

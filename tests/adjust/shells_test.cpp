@@ -145,6 +145,12 @@ std::vector<Refusal> refusals() {
       lastErrorRefusal("ReplaceSaturation256", replace(0, 256, 0), ok, NADIRO_ERR_BAD_ARGUMENT),
       lastErrorRefusal("ReplaceIntensityMinus256", replace(0, 0, -256), ok, NADIRO_ERR_BAD_ARGUMENT),
       lastErrorRefusal("Replace32Bit", replace(0, 0, 0), imageOf(32), none),
+      // Settings are checked before the image is locked and its depth read.
+      lastErrorRefusal("HsHue181On8Bit", hs(181, 0, 0, 0, 0), imageOf(8), NADIRO_ERR_BAD_ARGUMENT),
+      lastErrorRefusal("HsEqualEndsOn8Bit", hs(0, 0, 0, 90, 90), imageOf(8), NADIRO_ERR_BAD_ARGUMENT),
+      lastErrorRefusal("Cmyk101On8Bit", cmyk(101, 0, 0, 0), imageOf(8), NADIRO_ERR_BAD_ARGUMENT),
+      lastErrorRefusal("Gamma501On8Bit", gamma(100, 100, 501), imageOf(8), NADIRO_ERR_BAD_ARGUMENT),
+      lastErrorRefusal("Replace181On8Bit", replace(181, 0, 0), imageOf(8), NADIRO_ERR_BAD_ARGUMENT),
   };
 }
 
