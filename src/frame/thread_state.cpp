@@ -1,28 +1,19 @@
 // Per-thread state. On Windows the module's attach/detach entry keeps the
-// block in a thread-local-storage slot (a later platform file); here a
-// thread_local holder creates it lazily on the thread's first call and
-// releases it when the thread ends.
+// block in a thread-local-storage slot (thread_state_win32.cpp); here each
+// thread's block is a zero-initialised thread_local object, so a thread's
+// first call finds it zeroed and no allocation can fail or throw.
 #include "frame/thread_state.h"
 
 #if !defined(_WIN32)
-#include <new>
 
 namespace nadiro {
 namespace {
 
-struct BlockHolder {
-  ThreadErrorBlockData* block = nullptr;
-  ~BlockHolder() { delete block; }
-};
-
-thread_local BlockHolder holder;
+thread_local ThreadErrorBlockData block{};
 
 }  // namespace
 
-ThreadErrorBlockData* ThreadErrorBlock() {
-  if (!holder.block) holder.block = new ThreadErrorBlockData{};
-  return holder.block;
-}
+ThreadErrorBlockData* ThreadErrorBlock() { return &block; }
 
 }  // namespace nadiro
 #endif

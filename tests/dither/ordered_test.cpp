@@ -5,6 +5,8 @@
 #include <cmath>
 #include <numeric>
 #include <optional>
+#include <sstream>
+#include <string>
 
 #include "frame/dib.h"
 #include "nadiro/nadiro.h"
@@ -14,6 +16,93 @@ namespace nadiro {
 namespace {
 
 using dib::load;
+
+// The seven threshold matrices as documented, row by row, kept apart from
+// the library's own tables so that a slip in either shows up.
+const char* const kDocumentedMatrices[7] = {
+    // type 0
+    "35, 30, 18, 22, 31, 36;"
+    "29, 15, 10, 17, 21, 32;"
+    "14, 9, 5, 6, 16, 20;"
+    "13, 4, 1, 2, 11, 19;"
+    "28, 8, 3, 7, 24, 25;"
+    "34, 27, 12, 23, 26, 33;",
+    // type 1
+    "36, 34, 32, 31, 33, 35;"
+    "24, 22, 20, 19, 21, 23;"
+    "12, 10, 8, 7, 9, 11;"
+    "6, 4, 2, 1, 3, 5;"
+    "18, 16, 14, 13, 15, 17;"
+    "30, 28, 26, 25, 27, 29;",
+    // type 2
+    "21, 22, 23, 24, 25;"
+    "20, 7, 8, 9, 10;"
+    "19, 6, 1, 2, 11;"
+    "18, 5, 4, 3, 12;"
+    "17, 16, 15, 14, 13;",
+    // type 3
+    "167, 200, 230, 216, 181;"
+    "94, 72, 193, 242, 232;"
+    "36, 52, 222, 167, 200;"
+    "181, 126, 210, 94, 72;"
+    "232, 153, 111, 36, 51;",
+    // type 4
+    "0, 32, 8, 40, 2, 34, 10, 42;"
+    "48, 16, 56, 24, 50, 18, 58, 26;"
+    "12, 44, 4, 36, 14, 46, 6, 38;"
+    "60, 28, 52, 20, 62, 30, 54, 22;"
+    "3, 35, 11, 43, 1, 33, 9, 41;"
+    "51, 19, 59, 27, 49, 17, 57, 25;"
+    "15, 47, 7, 39, 13, 45, 5, 37;"
+    "63, 31, 55, 23, 61, 29, 53, 21;",
+    // type 5
+    "2, 60, 16, 56, 3, 57, 13, 53;"
+    "34, 18, 48, 32, 35, 19, 45, 29;"
+    "10, 50, 6, 64, 11, 51, 7, 61;"
+    "42, 26, 38, 22, 43, 27, 39, 23;"
+    "4, 58, 14, 54, 1, 59, 15, 55;"
+    "36, 20, 46, 30, 33, 17, 47, 31;"
+    "12, 52, 8, 62, 9, 49, 5, 63;"
+    "44, 28, 40, 24, 41, 25, 37, 21;",
+    // type 6
+    "2, 236, 60, 220, 16, 232, 56, 216, 3, 233, 57, 217, 13, 229, 53, 213;"
+    "130, 66, 188, 124, 144, 80, 184, 120, 131, 67, 185, 121, 141, 77, 181, 117;"
+    "34, 194, 18, 252, 48, 208, 32, 248, 35, 195, 19, 249, 45, 205, 29, 245;"
+    "162, 98, 146, 82, 176, 112, 160, 96, 163, 99, 147, 83, 173, 109, 157, 93;"
+    "10, 226, 50, 210, 6, 240, 64, 224, 11, 227, 51, 211, 7, 237, 61, 221;"
+    "138, 74, 178, 114, 134, 70, 192, 128, 139, 75, 179, 115, 135, 71, 189, 125;"
+    "42, 202, 26, 242, 38, 198, 22, 255, 43, 203, 27, 243, 39, 199, 23, 253;"
+    "170, 106, 154, 90, 166, 102, 150, 86, 171, 107, 155, 91, 167, 103, 151, 87;"
+    "4, 234, 58, 218, 14, 230, 54, 214, 1, 235, 59, 219, 15, 231, 55, 215;"
+    "132, 68, 186, 122, 142, 78, 182, 118, 129, 65, 187, 123, 143, 79, 183, 119;"
+    "36, 196, 20, 250, 46, 206, 30, 246, 33, 193, 17, 251, 47, 207, 31, 247;"
+    "164, 100, 148, 84, 174, 110, 158, 94, 161, 97, 145, 81, 175, 111, 159, 95;"
+    "12, 228, 52, 212, 8, 238, 62, 222, 9, 225, 49, 209, 5, 239, 63, 223;"
+    "140, 76, 180, 116, 136, 72, 190, 126, 137, 73, 177, 113, 133, 69, 191, 127;"
+    "44, 204, 28, 244, 40, 200, 24, 254, 41, 201, 25, 241, 37, 197, 21, 255;"
+    "172, 108, 156, 92, 168, 104, 152, 88, 169, 105, 153, 89, 165, 101, 149, 85;",
+};
+
+struct RefMatrix {
+  int n = 0, largest = 0;
+  std::vector<std::vector<int>> rows;  // rows[i][j]: row i, column j as stored
+};
+
+RefMatrix documentedMatrix(uint32_t type) {
+  RefMatrix m;
+  std::istringstream text(kDocumentedMatrices[type]);
+  std::string row;
+  while (std::getline(text, row, ';')) {
+    std::istringstream cells(row);
+    std::vector<int> values;
+    std::string cell;
+    while (std::getline(cells, cell, ',')) values.push_back(std::stoi(cell));
+    for (int v : values) m.largest = std::max(m.largest, v);
+    m.rows.push_back(values);
+  }
+  m.n = static_cast<int>(m.rows.size());
+  return m;
+}
 
 // A plain, pixel-at-a-time statement of ordered dithering, written from the
 // documented rules rather than from the library's row kernels.
@@ -26,7 +115,7 @@ std::optional<std::vector<uint8_t>> referenceOrdered(const std::vector<uint8_t>&
   const size_t pix = 40 + 4 * size_t{used ? used : 256};
   const size_t stride = (static_cast<size_t>(w) + 3) / 4 * 4;
   auto at = [&](int x, int y) { return in[pix + static_cast<size_t>(h - 1 - y) * stride + x]; };
-  const auto& m = dither::orderedMatrix(type);
+  const RefMatrix m = documentedMatrix(type);
   int largest = 0;
   for (int y = 0; y < h; ++y)
     for (int x = 0; x < w; ++x) largest = std::max<int>(largest, at(x, y));
@@ -45,8 +134,9 @@ std::optional<std::vector<uint8_t>> referenceOrdered(const std::vector<uint8_t>&
   out[44] = out[45] = out[46] = 255;
   for (int y = 0; y < h; ++y) {
     for (int x = 0; x < w; ++x) {
-      const int t = m.cells[(x % m.n) * m.n + (y % m.n)];
-      const float s = static_cast<float>(at(x, y) * static_cast<int>(m.largest)) /
+      // The column picks the matrix row, the picture row its column.
+      const int t = m.rows[static_cast<size_t>(x % m.n)][static_cast<size_t>(y % m.n)];
+      const float s = static_cast<float>(at(x, y) * m.largest) /
                       static_cast<float>(largest);
       const bool less = std::isnan(s) || s < static_cast<float>(t);
       if (!less) out[48 + static_cast<size_t>(h - 1 - y) * s1 + x / 8] |= uint8_t(0x80 >> (x % 8));
@@ -92,6 +182,21 @@ INSTANTIATE_TEST_SUITE_P(
                                      Shape{5, 0}),
                      testing::Values(test::Fill::Flat, test::Fill::Gradient, test::Fill::Noise)),
     orderedCaseName);
+
+TEST(Ordered, MatricesAreTheDocumentedOnes) {
+  for (uint32_t t = 0; t < 7; ++t) {
+    const RefMatrix want = documentedMatrix(t);
+    const auto& m = dither::orderedMatrix(t);
+    ASSERT_EQ(static_cast<int>(m.n), want.n) << t;
+    EXPECT_EQ(static_cast<int>(m.largest), want.largest) << t;
+    for (int i = 0; i < want.n; ++i) {
+      ASSERT_EQ(static_cast<int>(want.rows[static_cast<size_t>(i)].size()), want.n) << t;
+      for (int j = 0; j < want.n; ++j)
+        EXPECT_EQ(m.cells[static_cast<size_t>(i * want.n + j)], want.rows[static_cast<size_t>(i)][static_cast<size_t>(j)])
+            << "type " << t << " row " << i << " column " << j;
+    }
+  }
+}
 
 TEST(Ordered, MatricesHaveTheirSizesAndLargestEntries) {
   const uint32_t sizes[] = {6, 6, 5, 5, 8, 8, 16};
