@@ -11,19 +11,7 @@ namespace {
 
 template <typename F>
 void run(benchmark::State& state, F adjust) {
-  const NadiroHandle source = shared4KImage(24).get();  // made once, outside the timing
-  for (auto _ : state) {
-    NadiroHandle out = adjust(source);
-    if (!out) {
-      state.SkipWithError("the adjustment failed");
-      break;
-    }
-    benchmark::DoNotOptimize(out);
-    memFree(out);
-  }
-  state.SetItemsProcessed(state.iterations() * k4KPixels);
-  state.counters["Mpixels"] = benchmark::Counter(static_cast<double>(k4KPixels) / 1e6,
-                                                 benchmark::Counter::kIsIterationInvariantRate);
+  timeImageOperation(state, 24, adjust);
 }
 
 void BM_ColorBrightnessContrast(benchmark::State& state) {

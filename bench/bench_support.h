@@ -1,6 +1,8 @@
 // Benchmark inputs: 4K pictures as library handles.
 #pragma once
 
+#include <benchmark/benchmark.h>
+
 #include <cstdint>
 #include <vector>
 
@@ -32,5 +34,25 @@ class BenchHandle {
  private:
   MemHandle h_;
 };
+
+// Times `operation`, which makes a new image from the shared 4K picture of
+// `bits` bits per pixel (freed at once), and reports pixels/s as items and
+// megapixels/s as the Mpixels counter.
+template <typename F>
+void timeImageOperation(benchmark::State& state, uint16_t bits, F operation) {
+  void* const source = shared4KImage(bits).get();  // made once, outside the timing
+  for (auto _ : state) {
+    void* out = operation(source);
+    if (!out) {
+      state.SkipWithError("the operation refused the picture");
+      break;
+    }
+    benchmark::DoNotOptimize(out);
+    memFree(out);
+  }
+  state.SetItemsProcessed(state.iterations() * k4KPixels);
+  state.counters["Mpixels"] = benchmark::Counter(static_cast<double>(k4KPixels) / 1e6,
+                                                 benchmark::Counter::kIsIterationInvariantRate);
+}
 
 }  // namespace nadiro::bench

@@ -12,19 +12,7 @@ namespace {
 template <typename F>
 void run(benchmark::State& state, F dither) {
   const auto bits = static_cast<int32_t>(state.range(0));
-  const NadiroHandle source = shared4KImage(24).get();  // made once, outside the timing
-  for (auto _ : state) {
-    NadiroHandle out = dither(source, bits);
-    if (!out) {
-      state.SkipWithError("dithering failed");
-      break;
-    }
-    benchmark::DoNotOptimize(out);
-    memFree(out);
-  }
-  state.SetItemsProcessed(state.iterations() * k4KPixels);
-  state.counters["Mpixels"] = benchmark::Counter(static_cast<double>(k4KPixels) / 1e6,
-                                                 benchmark::Counter::kIsIterationInvariantRate);
+  timeImageOperation(state, 24, [&](NadiroHandle h) { return dither(h, bits); });
 }
 
 void BM_DitherFS4(benchmark::State& state) { run(state, DitherFS4); }
