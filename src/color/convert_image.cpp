@@ -43,6 +43,23 @@ std::optional<SourceWalk> measureWalk(const LockedBlock& source, uint32_t bits) 
   return SourceWalk{offset, static_cast<uint32_t>(width), static_cast<uint32_t>(height), *stride};
 }
 
+// Both image paths end alike: walk every byte of the source rows with
+// progress, then tag the output with the target model and hand it over. A
+// dialog that cannot open is code 6; a cancelled walk frees the output.
+MemHandle finishWalk(const Walk& walk, const SourceWalk& geometry, int32_t to,
+                     int32_t showProgress, void* owner, StepFn step, LockedBlock& target,
+                     OwnedBlock& out) {
+  const uint64_t total = uint64_t{geometry.stride} * geometry.height;
+  if (!runWithProgress(walk, total, showProgress, owner, step)) {
+    setLastError(NADIRO_ERR_NO_PROGRESS);
+    return nullptr;
+  }
+  if (cancelRequested()) return nullptr;
+  dib::store(target.data(), dib::kCompression, kTags[to]);
+  target.unlock();
+  return out.release();
+}
+
 // A CMYK source (4 bytes per pixel, stored K, Y, M, C) into a new 24-bit
 // image. The new image comes from DibNew24From, which stores its pixel size
 // into the source's biSizeImage, not its own. Targets 4 and 10 have no
@@ -65,15 +82,7 @@ MemHandle convertCmykImage(MemHandle image, const SourceWalk& geometry, int32_t 
   walk.dstStride = outStride;
   walk.outBytes = 3;
   walk.kernel = rowKernelFor(kCmyk, to, Order::Reversed);
-  const uint64_t total = uint64_t{geometry.stride} * geometry.height;
-  if (!runWithProgress(walk, total, showProgress, owner, step)) {
-    setLastError(NADIRO_ERR_NO_PROGRESS);
-    return nullptr;
-  }
-  if (cancelRequested()) return nullptr;
-  dib::store(target.data(), dib::kCompression, kTags[to]);
-  target.unlock();
-  return out.release();
+  return finishWalk(walk, geometry, to, showProgress, owner, step, target, out);
 }
 
 }  // namespace
@@ -140,15 +149,7 @@ MemHandle convertImage(MemHandle image, int32_t from, int32_t to, int32_t showPr
     walk.outBytes = 3;
   }
   walk.kernel = rowKernelFor(from, to, Order::Reversed);
-  const uint64_t total = uint64_t{geometry->stride} * geometry->height;
-  if (!runWithProgress(walk, total, showProgress, owner, step)) {
-    setLastError(NADIRO_ERR_NO_PROGRESS);
-    return nullptr;
-  }
-  if (cancelRequested()) return nullptr;
-  dib::store(target.data(), dib::kCompression, kTags[to]);
-  target.unlock();
-  return out.release();
+  return finishWalk(walk, *geometry, to, showProgress, owner, step, target, out);
 }
 
 }  // namespace nadiro::color
