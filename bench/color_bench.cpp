@@ -8,14 +8,10 @@ namespace nadiro::bench {
 namespace {
 
 void BM_ConvertDIBColorSpace(benchmark::State& state) {
-  const BenchHandle& image = shared4KImage(24);  // made once, outside the timing
   const auto to = static_cast<int32_t>(state.range(0));
-  for (auto _ : state) {
-    NadiroHandle out = ConvertDIBColorSpace(image.get(), NADIRO_MODEL_RGB, to, 0, nullptr);
-    benchmark::DoNotOptimize(out);
-    memFree(out);
-  }
-  state.SetItemsProcessed(state.iterations() * k4KPixels);
+  timeImageOperation(state, 24, [&](NadiroHandle h) {
+    return ConvertDIBColorSpace(h, NADIRO_MODEL_RGB, to, 0, nullptr);
+  });
   state.SetLabel(to == NADIRO_MODEL_HSV ? "RGB->HSV" : to == NADIRO_MODEL_LAB ? "RGB->LAB" : "RGB->YUV");
 }
 BENCHMARK(BM_ConvertDIBColorSpace)

@@ -7,14 +7,8 @@ namespace nadiro::bench {
 namespace {
 
 void BM_DitherOrdered(benchmark::State& state) {
-  const BenchHandle& image = shared4KImage(8);  // made once, outside the timing
   const auto type = static_cast<uint32_t>(state.range(0));
-  for (auto _ : state) {
-    NadiroHandle out = DitherOrdered(image.get(), type);
-    benchmark::DoNotOptimize(out);
-    memFree(out);
-  }
-  state.SetItemsProcessed(state.iterations() * k4KPixels);
+  timeImageOperation(state, 8, [&](NadiroHandle h) { return DitherOrdered(h, type); });
   state.SetLabel("items/s = pixels/s");
 }
 BENCHMARK(BM_DitherOrdered)->DenseRange(0, 6)->Unit(benchmark::kMillisecond);
