@@ -6,6 +6,8 @@
 #   browser  chromium, for the demo gallery's checks.
 #   windows  the i686 mingw-w64 cross compiler, 32-bit Wine and Xvfb, used to
 #            build NadiroUser.dll and run its test program.
+#   bench    OpenCV, Pillow, numpy and ImageMagick, the peers bench/compare
+#            times Nadiro against.
 set -euo pipefail
 
 packages=(cmake g++ ninja-build pkg-config libgtest-dev libbenchmark-dev libpng-dev libjpeg62-turbo-dev)
@@ -14,6 +16,7 @@ want_i386=0
 for group in "$@"; do
   case "$group" in
     browser) packages+=(chromium) ;;
+    bench) packages+=(python3 python3-numpy python3-opencv python3-pil imagemagick) ;;
     windows)
       packages+=(g++-mingw-w64-i686 wine wine32:i386 wine64 xvfb xauth)
       want_i386=1

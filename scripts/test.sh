@@ -5,7 +5,7 @@
 # suite as a Windows program under Wine.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh browser windows
+scripts/install-deps.sh browser windows bench
 jobs=$(nproc)
 for preset in release asan; do
   echo "== $preset: build"
@@ -14,6 +14,9 @@ for preset in release asan; do
   echo "== $preset: tests"
   ctest --preset "$preset" -j "$jobs"
 done
+
+echo "== peer comparison (a small picture, so the script cannot rot)"
+bench/compare --size 320x200 --runs 1 --lib build/release/libNadiroUser.so
 
 echo "== mingw: build"
 cmake --preset mingw >/dev/null
