@@ -106,11 +106,13 @@ class Image:
 
     @classmethod
     def from_pil(cls, picture):
-        """An image from a Pillow picture: mode L stays 8-bit grey, RGB and
-        RGBA become 24-bit (alpha dropped), other modes are made RGB first
-        (1 and P through Pillow's own conversion)."""
-        if picture.mode != "L":
-            picture = picture.convert("RGBA" if picture.mode == "RGBA" else "RGB")
+        """An image from a Pillow picture: modes L and 1 become 8-bit grey
+        (1 as levels 0 and 255), RGB and RGBA 24-bit (alpha dropped); other
+        modes are made RGB by Pillow first."""
+        if picture.mode in ("1", "L"):
+            picture = picture.convert("L")
+        elif picture.mode != "RGBA":
+            picture = picture.convert("RGB")
         return cls.from_array(np.asarray(picture))
 
     # -- out ---------------------------------------------------------------

@@ -55,6 +55,17 @@ cmake --build "$work/cmake" >/dev/null
 cp "$work/cmake/c_example" "$work/find_package"
 run find_package
 
+# The Python package on the installed library, found by the loader.
+if /usr/bin/python3 -c "import cffi, numpy" 2>/dev/null; then
+  cp -r "$src/python/nadiro" "$work/"
+  (cd "$work" && LD_LIBRARY_PATH="$libdir" PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 -c "
+import numpy, nadiro
+assert nadiro.library_path.startswith('libNadiroUser') or '$libdir' in nadiro.library_path
+mono = nadiro.dither(numpy.tile(numpy.arange(0, 256, 4, dtype=numpy.uint8), (8, 1)), 'fs', bits=1)
+assert mono[:, :4].sum() == 0 and mono[:, -4:].all()") || fail "the Python package"
+  echo "python: ok"
+fi
+
 if [ -x "$prefix/bin/nadiro" ]; then
   "$prefix/bin/nadiro" --version | grep -q "$version" || fail "the tool's version"
   [ -f "$prefix/share/man/man1/nadiro.1" ] || fail "no man page"
