@@ -39,6 +39,10 @@ run() {  # run NAME: the example must pass and print the library's version
 cc -std=c11 -Wall -Werror $(pkg-config --cflags nadiro) "$src/tests/api/c_example.c" \
    -o "$work/pkgconfig_shared" $(pkg-config --libs nadiro)
 run pkgconfig_shared
+cc -std=c11 -Wall -Werror $(pkg-config --cflags nadiro) "$src/tests/install/layer_example.c" \
+   -o "$work/layer_example" $(pkg-config --libs nadiro)
+LD_LIBRARY_PATH="$libdir" "$work/layer_example" >/dev/null || fail "the layer example failed"
+echo "layer_example: ok"
 readelf -d "$work/pkgconfig_shared" | grep -q "NEEDED.*\[libNadiroUser.so.$major\]" ||
   fail "the program does not record the SONAME"
 
