@@ -24,8 +24,8 @@ int main(void) {
     printf("%s\n", NadiroStatusText(NADIRO_CODE_PIXEL, NadiroImagePixelStatus()));
     return 1;
   }
-  status = NadiroImageGetPixels(mono, indices, sizeof indices, 0, NADIRO_FORMAT_GREY,
-                                NADIRO_TOP_DOWN);
+  status =
+      NadiroImageGetPixels(mono, indices, sizeof indices, 0, NADIRO_FORMAT_GREY, NADIRO_TOP_DOWN);
   NadiroImageFree(mono);
   NadiroImageFree(image);
   if (status) return 1;
