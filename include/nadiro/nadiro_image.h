@@ -70,8 +70,8 @@ typedef struct NadiroImageInfo {
   int32_t width;        /* pixels, >= 0 */
   int32_t height;       /* rows, >= 0 */
   int32_t bitsPerPixel; /* 1, 4, 8, 16, 24 or 32 */
-  int32_t paletteSize;  /* colour-table entries (0 for 24 and 32 bits) */
-  int32_t model;        /* NadiroColorModel of its tag (1 for plain RGB), 0 for none */
+  int32_t paletteSize;  /* colour-table entries (usually 0 for 24 and 32 bits) */
+  int32_t model;        /* NadiroColorModel its tag names (1 for plain RGB) */
 } NadiroImageInfo;
 
 /* Kinds of codes NadiroStatusText() names. */

@@ -23,4 +23,3 @@ __all__ = ["ffi", "raw", "library_path", "Image", "NadiroError", "MODELS", "CODE
            "CODE_PIXEL", "CODE_LAST_ERROR", "brightness_contrast", "cmyk_levels", "convert",
            "convert_color", "convolve", "desaturate", "dither", "dither_ordered", "gamma",
            "hue_saturation", "merge_channels", "replace_color", "split_channels", "version"]
-__version__ = "13.10"

@@ -6,8 +6,9 @@ from ._binding import ffi, lib
 GREY, RGB, BGR, RGBA = (lib.NADIRO_FORMAT_GREY, lib.NADIRO_FORMAT_RGB, lib.NADIRO_FORMAT_BGR,
                         lib.NADIRO_FORMAT_RGBA)
 _CHANNELS = {GREY: 1, RGB: 3, BGR: 3, RGBA: 4}
-MODELS = {"RGB": 1, "YUV": 2, "CMY": 3, "CMYK": 4, "YIQ": 5, "HSV": 6, "HSI": 7, "XYZ": 8,
-          "LAB": 9, "CMYK_UCR": 10}
+# Colour-model names and ids, from the header's NADIRO_MODEL_* constants.
+MODELS = dict(sorted(((name[len("NADIRO_MODEL_"):], getattr(lib, name)) for name in dir(lib)
+                      if name.startswith("NADIRO_MODEL_")), key=lambda item: item[1]))
 
 CODE_IMAGE, CODE_PIXEL, CODE_LAST_ERROR = (lib.NADIRO_CODE_IMAGE, lib.NADIRO_CODE_PIXEL,
                                            lib.NADIRO_CODE_LAST_ERROR)
