@@ -27,7 +27,7 @@ soname=$(readelf -d "$real" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p')
 [ -f "$libdir/libNadiroUser.a" ] || fail "no static library"
 [ -f "$libdir/libNadiroDlgs.so" ] || fail "no companion module next to the library"
 cmake -DNM=nm -DMODULE="$real" -DDEF="$src/src/exports/NadiroUser.def" \
-      -DHEADER="$src/include/nadiro/nadiro_image.h" -P "$src/tests/api/exports_check.cmake"
+      -DHEADERS="$prefix/include/nadiro" -P "$src/tests/api/exports_check.cmake"
 
 run() {  # run NAME: the example must pass and print the library's version
   local out
