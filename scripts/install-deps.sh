@@ -10,7 +10,8 @@
 #            times Nadiro against.
 set -euo pipefail
 
-packages=(cmake g++ ninja-build pkg-config libgtest-dev libbenchmark-dev libpng-dev libjpeg62-turbo-dev)
+packages=(cmake g++ ninja-build pkg-config libgtest-dev libbenchmark-dev libpng-dev libjpeg62-turbo-dev
+          libwebp-dev libtiff-dev libgif-dev)
 want_i386=0
 # Extra package groups, asked for by the scripts that need them.
 for group in "$@"; do

@@ -18,7 +18,7 @@ expect_refusal() {  # expect_refusal NAME EXPECTED_EXIT ARGS...
   check "$name: one line on stderr" test "$(wc -l <"$work/err.txt")" -eq 1
 }
 
-check "--version" test "$("$nadiro" --version)" = "Version 13.10"
+check "--version" test "$("$nadiro" --version)" = "nadiro 13.10"
 check "--help lists ordered-dither" grep -q ordered-dither <("$nadiro" --help)
 for cmd in $("$nadiro" --help | awk '/^  [a-z]/{print $1}'); do
   check "$cmd --help" "$nadiro" "$cmd" --help >/dev/null
@@ -122,10 +122,10 @@ check "color CMYK RGB wraps" test "$("$nadiro" color CMYK RGB 200 0 0 100)" = "2
 check "color RGB CMYK black" test "$("$nadiro" color rgb cmyk 0 0 0)" = "0 0 0 255"
 expect_refusal "color with a missing component" 2 color RGB LAB 1 2
 expect_refusal "color with a byte out of range" 2 color RGB LAB 1 2 256
-check "convert to HSV" "$nadiro" convert --to HSV "$sample" "$work/hsv.bmp"
+check "convert to HSV, tagged" "$nadiro" convert --to HSV --tagged "$sample" "$work/hsv.bmp"
 check "HSV result is tagged 14" test "$(od -An -tu4 -j30 -N4 "$work/hsv.bmp" | tr -d ' ')" = 14
-expect_refusal "tagged result as PNG" 1 convert --to HSV "$sample" "$work/hsv.png"
-check "convert to CMY and back" "$nadiro" convert --to CMY "$sample" "$work/cmy.bmp"
+expect_refusal "model result as JPEG" 1 convert --to HSV "$sample" "$work/hsv.jpg"
+check "convert to CMY and back" "$nadiro" convert --to CMY --tagged "$sample" "$work/cmy.bmp"
 check "back from CMY" "$nadiro" convert --from CMY --to RGB "$work/cmy.bmp" "$work/rgb.bmp"
 "$nadiro" convert --to RGB "$sample" "$work/rgb-direct.bmp" >/dev/null 2>&1
 check "CMY round trip is exact" cmp -s "$work/rgb.bmp" "$work/rgb-direct.bmp"

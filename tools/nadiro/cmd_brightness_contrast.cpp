@@ -28,14 +28,14 @@ bool adjust(const Dib& in, int32_t brightness, int32_t contrast, Dib& out, std::
 }
 
 int run(std::span<const std::string> args) {
-  const Args a(args, withImageFlags({"--brightness", "--contrast"}));
+  const Args a(args, withImageFlags({"--brightness", "--contrast"}), withImageSwitches({}));
   if (!a.ok()) return usage("brightness-contrast", a.error());
-  const auto brightness = parseInteger(a.value("--brightness").value_or("0"), INT32_MIN, INT32_MAX);
-  const auto contrast = parseInteger(a.value("--contrast").value_or("0"), INT32_MIN, INT32_MAX);
-  if (!brightness || !contrast)
-    return usage("brightness-contrast", "--brightness and --contrast take whole numbers (-100..100)");
+  static constexpr IntOption kOptions[] = {{"--brightness", -100, 100, 0},
+                                           {"--contrast", -100, 100, 0}};
+  long long v[2];
+  if (!readIntOptions("brightness-contrast", a, kOptions, v)) return kExitUsage;
   return runImageOperation("brightness-contrast", a, [&](const Dib& in, Dib& out, std::string& error) {
-    return adjust(in, static_cast<int32_t>(*brightness), static_cast<int32_t>(*contrast), out, error);
+    return adjust(in, static_cast<int32_t>(v[0]), static_cast<int32_t>(v[1]), out, error);
   });
 }
 

@@ -29,16 +29,15 @@ bool adjust(const Dib& in, const Levels& l, Dib& out, std::string& error) {
 }
 
 int run(std::span<const std::string> args) {
-  const Args a(args, withImageFlags({"--cyan", "--magenta", "--yellow", "--black"}));
+  const Args a(args, withImageFlags({"--cyan", "--magenta", "--yellow", "--black"}), withImageSwitches({}));
   if (!a.ok()) return usage("cmyk-levels", a.error());
-  Levels l;
-  int32_t* targets[] = {&l.cyan, &l.magenta, &l.yellow, &l.black};
-  const char* flags[] = {"--cyan", "--magenta", "--yellow", "--black"};
-  for (size_t i = 0; i < 4; ++i) {
-    const auto v = parseInteger(a.value(flags[i]).value_or("0"), INT32_MIN, INT32_MAX);
-    if (!v) return usage("cmyk-levels", std::string(flags[i]) + " takes a whole number (-100..100)");
-    *targets[i] = static_cast<int32_t>(*v);
-  }
+  static constexpr IntOption kOptions[] = {{"--cyan", -100, 100, 0},
+                                           {"--magenta", -100, 100, 0},
+                                           {"--yellow", -100, 100, 0},
+                                           {"--black", -100, 100, 0}};
+  long long v[4];
+  if (!readIntOptions("cmyk-levels", a, kOptions, v)) return kExitUsage;
+  const Levels l{int32_t(v[0]), int32_t(v[1]), int32_t(v[2]), int32_t(v[3])};
   return runImageOperation("cmyk-levels", a, [&](const Dib& in, Dib& out, std::string& error) {
     return adjust(in, l, out, error);
   });

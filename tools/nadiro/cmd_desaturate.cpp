@@ -20,7 +20,7 @@ bool adjust(const Dib& in, Dib& out, std::string& error) {
 }
 
 int run(std::span<const std::string> args) {
-  const Args a(args, withImageFlags({}));
+  const Args a(args, withImageFlags({}), withImageSwitches({}));
   if (!a.ok()) return usage("desaturate", a.error());
   return runImageOperation("desaturate", a, [](const Dib& in, Dib& out, std::string& error) {
     return adjust(in, out, error);

@@ -52,7 +52,7 @@ bool ditherPicture(const Method& method, int32_t bits, const Dib& in, Dib& out) 
 }
 
 int run(std::span<const std::string> args) {
-  const Args a(args, withImageFlags({"--method", "--bits"}));
+  const Args a(args, withImageFlags({"--method", "--bits"}), withImageSwitches({}));
   if (!a.ok()) return usage("dither", a.error());
   const Method* method = findMethod(a.value("--method").value_or("fs"));
   if (!method) return usage("dither", "--method must be one of " + methodNames());

@@ -27,16 +27,13 @@ bool adjust(const Dib& in, const Gammas& g, Dib& out, std::string& error) {
 }
 
 int run(std::span<const std::string> args) {
-  const Args a(args, withImageFlags({"--red", "--green", "--blue"}));
+  const Args a(args, withImageFlags({"--red", "--green", "--blue"}), withImageSwitches({}));
   if (!a.ok()) return usage("gamma", a.error());
-  Gammas g;
-  uint32_t* targets[] = {&g.red, &g.green, &g.blue};
-  const char* flags[] = {"--red", "--green", "--blue"};
-  for (size_t i = 0; i < 3; ++i) {
-    const auto v = parseInteger(a.value(flags[i]).value_or("100"), 0, UINT32_MAX);
-    if (!v) return usage("gamma", std::string(flags[i]) + " takes a whole number (10..500)");
-    *targets[i] = static_cast<uint32_t>(*v);
-  }
+  static constexpr IntOption kOptions[] = {
+      {"--red", 10, 500, 100}, {"--green", 10, 500, 100}, {"--blue", 10, 500, 100}};
+  long long v[3];
+  if (!readIntOptions("gamma", a, kOptions, v)) return kExitUsage;
+  const Gammas g{uint32_t(v[0]), uint32_t(v[1]), uint32_t(v[2])};
   return runImageOperation("gamma", a, [&](const Dib& in, Dib& out, std::string& error) {
     return adjust(in, g, out, error);
   });

@@ -13,7 +13,7 @@ const char* const kMatrixNames[] = {
     "8x8 Bayer",         "8x8 clustered",   "16x16 dispersed"};
 
 int run(std::span<const std::string> args) {
-  const Args a(args, withImageFlags({"--matrix"}));
+  const Args a(args, withImageFlags({"--matrix"}), withImageSwitches({}));
   if (!a.ok()) return usage("ordered-dither", a.error());
   const auto matrix = parseInteger(a.value("--matrix").value_or("0"), 0, 6);
   if (!matrix) return usage("ordered-dither", "--matrix must be a whole number from 0 to 6");
