@@ -249,6 +249,7 @@ bool encodePng(const Dib& dib, std::vector<uint8_t>& file, std::string& error,
     }
     png_set_PLTE(g.png, g.info, palette.data(), int(palette.size()));
   }
+  png_set_benign_errors(g.png, 1);  // a damaged ICC profile is left out, not fatal
   png_set_compression_level(g.png, options.compression);
   // Fast levels pair with the cheapest useful filter; the higher ones let
   // libpng try every filter per row.
