@@ -9,6 +9,7 @@
 
 #include "bmp.h"
 #include "formats.h"
+#include "operation.h"
 #include "cli.h"
 
 namespace nadiro::cli {
@@ -93,14 +94,13 @@ int runDemo(std::span<const std::string> args) {
   if (!a.positional().empty()) return usage("demo", "unexpected argument " + a.positional()[0]);
   DemoContext demo;
   demo.outDir = a.value("--out").value_or("demo-out");
-  if (::mkdir(demo.outDir.c_str(), 0777) != 0 && errno != EEXIST)
-    return fail(demo.outDir, "cannot create the output folder");
+  std::string error;
+  if (!makeFolders(demo.outDir, error)) return fail(demo.outDir, error);
   demo.sample = makeSampleImage(480, 320);
   demo.grey = toGrey8(demo.sample);
   demo.add("Input", "sample.png", "Sample picture", "24-bit, 480 x 320", demo.sample);
   demo.add("Input", "sample-grey.png", "Sample in grey", "(30 R + 59 G + 11 B) / 100", demo.grey);
   for (auto section : kSections) section(demo);
-  std::string error;
   if (!writeIndex(demo, error)) return fail(demo.outDir + "/index.html", error);
   std::printf("wrote %zu images and index.html to %s/\n", demo.entries.size(),
               demo.outDir.c_str());

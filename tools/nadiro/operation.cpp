@@ -55,25 +55,6 @@ void splitName(const std::string& name, std::string& stem, std::string& format) 
   stem = format.empty() ? name : name.substr(0, name.find_last_of('.'));
 }
 
-// Creates the folder and its missing parents.
-bool makeFolders(const std::string& path, std::string& error) {
-  for (size_t at = 1; at <= path.size(); ++at) {
-    if (at < path.size() && path[at] != '/') continue;
-    const std::string part = path.substr(0, at);
-    struct stat st {};
-    if (::stat(part.c_str(), &st) == 0) {
-      if (!S_ISDIR(st.st_mode)) {
-        error = part + " is a file, not a folder";
-        return false;
-      }
-    } else if (::mkdir(part.c_str(), 0777) != 0 && errno != EEXIST) {
-      error = "cannot create " + part + ": " + std::strerror(errno);
-      return false;
-    }
-  }
-  return true;
-}
-
 // The validated settings of one run.
 struct Run {
   ReadOptions read;
@@ -118,6 +99,24 @@ std::vector<std::string> candidateTargets(const Job& job, const OperationShape& 
 }
 
 }  // namespace
+
+bool makeFolders(const std::string& path, std::string& error) {
+  for (size_t at = 1; at <= path.size(); ++at) {
+    if (at < path.size() && path[at] != '/') continue;
+    const std::string part = path.substr(0, at);
+    struct stat st {};
+    if (::stat(part.c_str(), &st) == 0) {
+      if (!S_ISDIR(st.st_mode)) {
+        error = part + " is a file, not a folder";
+        return false;
+      }
+    } else if (::mkdir(part.c_str(), 0777) != 0 && errno != EEXIST) {
+      error = "cannot create " + part + ": " + std::strerror(errno);
+      return false;
+    }
+  }
+  return true;
+}
 
 std::optional<std::array<uint8_t, 3>> parseColour(const std::string& text) {
   std::array<uint8_t, 3> c{};

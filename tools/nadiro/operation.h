@@ -78,6 +78,9 @@ int runImageOperation(const char* command, const Args& args, const ImageOp& op);
 int runPictureOperation(const char* command, const Args& args, const OperationShape& shape,
                         const PictureOp& op);
 
+// Creates the folder and its missing parents; says why not in `error`.
+bool makeFolders(const std::string& path, std::string& error);
+
 // "R,G,B" with each 0..255; nothing on any other text.
 std::optional<std::array<uint8_t, 3>> parseColour(const std::string& text);
 
