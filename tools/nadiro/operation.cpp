@@ -223,10 +223,11 @@ int runPictureOperation(const char* command, const Args& args, const OperationSh
                              ? candidateTargets(job, shape, own.empty() ? "png" : own)
                              : std::vector<std::string>{job.output};
       for (const auto& name : names)
-        for (const auto& in : pos)
-          if (sameFile(name, in))
-            return usage(command, "the output " + name + " would replace the input " + in +
-                                      " (give --force to allow it)");
+        for (const Job& other : work)
+          for (const auto& in : other.inputs)
+            if (sameFile(name, in))
+              return usage(command, "the output " + name + " would replace the input " + in +
+                                        " (give --force to allow it)");
     }
   }
   if (run.outDir) {

@@ -255,7 +255,7 @@ bool encodePng(const Dib& dib, std::vector<uint8_t>& file, std::string& error,
   // libpng try every filter per row.
   png_set_filter(g.png, PNG_FILTER_TYPE_BASE,
                  type == PNG_COLOR_TYPE_PALETTE || bits < 8 ? PNG_FILTER_NONE
-                 : options.compression <= 3                 ? PNG_FILTER_SUB
+                 : options.compression <= 3                 ? PNG_FILTER_UP
                                                             : PNG_ALL_FILTERS);
   if (!meta.exif.empty())
     png_set_eXIf_1(g.png, g.info, png_uint_32(meta.exif.size()),
