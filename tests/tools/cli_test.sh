@@ -178,6 +178,13 @@ standard input and output|0||piped.png||desaturate --format png - - <"$W/a.jpg" 
 standard output needs a format|2|needs --format|||desaturate "$W/a.png" -
 TABLE
 check "the refused input is unchanged" cmp -s "$S" "$W/keep.png"
+"$nadiro" cmyk-levels --black 60 "$S" "$W/wrap.png" 2>"$W/err.txt"
+check "cmyk-levels says when pixels wrap" grep -q "wrapped round" "$W/err.txt"
+"$nadiro" cmyk-levels --black -60 "$S" "$W/nowrap.png" 2>"$W/err.txt"
+check "cmyk-levels quiet when nothing wraps" test ! -s "$W/err.txt"
+check "demo on the user's picture" "$nadiro" demo --in "$P/rotated.jpg" --out "$W/own-demo" >/dev/null
+check "demo on the user's picture: upright sample" test "$("$python" "$here/pictures.py" info "$W/own-demo/sample.png" | cut -d' ' -f1-2)" = "32 64"
+check "demo captions are commands" grep -q '<code>nadiro split --model hsv sample.png model-hsv.png</code>' "$W/own-demo/index.html"
 check "plain BMP: compression field 0" test "$(od -An -tu4 -j30 -N4 "$W/hsv.bmp" | tr -d ' ')" = 0
 check "plain BMP opens in Pillow" "$python" "$here/pictures.py" info "$W/hsv.bmp" >/dev/null
 check "model PNG names its model" test "$("$python" "$here/pictures.py" info "$W/cmy.png" | awk '{print $7}')" = CMY

@@ -87,7 +87,8 @@ int run(std::span<const std::string> args) {
 
 void demoCmykLevels(DemoContext& demo) {
   static const DemoCase<Levels> kCases[] = {
-      {{60, 0, 0, 0}, "cmyk-levels-cyan.png", "Cyan +60", "--cyan 60"},
+      {{60, 0, 0, 0}, "cmyk-levels-cyan.png", "Cyan +60", "--cyan 60",
+       "cyan plus black above 255 wraps round: dark reds and blues turn light"},
       {{0, -50, 40, 0}, "cmyk-levels-warm.png", "Magenta -50, yellow +40", "--magenta -50 --yellow 40"},
       {{0, 0, 0, -100}, "cmyk-levels-noblack.png", "Black -100", "--black -100"}};
   addDemoCases<Levels>(demo, "Colour adjustments", "cmyk-levels", kCases, adjust);

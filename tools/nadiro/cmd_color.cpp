@@ -6,7 +6,6 @@
 
 #include "cli.h"
 #include "color_models.h"
-#include "demo.h"
 #include "operation.h"
 
 namespace nadiro::cli {
@@ -96,43 +95,7 @@ int runConvert(std::span<const std::string> args) {
   });
 }
 
-// One channel of a converted picture as an 8-bit grey picture. Pixels are
-// stored reversed: channel c of n sits at byte n - 1 - c.
-Dib channelImage(const Dib& converted, size_t channel, size_t channels) {
-  Dib grey = Dib::blank(converted.width(), converted.height(), 8);
-  for (uint32_t i = 0; i < 256; ++i) std::memset(grey.bytes.data() + 40 + 4 * i, int(i), 3);
-  for (int32_t r = 0; r < converted.height(); ++r)
-    for (int32_t x = 0; x < converted.width(); ++x)
-      grey.row(r)[x] = converted.row(r)[size_t(x) * channels + channels - 1 - channel];
-  return grey;
-}
-
 }  // namespace
-
-void demoColorModels(DemoContext& demo) {
-  const Handle sample(demo.sample);
-  for (const auto& m : colorModels()) {
-    NadiroHandle result = ConvertDIBColorSpace(sample.get(), NADIRO_MODEL_RGB, m.id, 0, nullptr);
-    if (!result) {
-      demo.failed(std::string("ConvertDIBColorSpace refused RGB to ") + m.name);
-      continue;
-    }
-    Dib converted;
-    if (result == sample.get()) {
-      converted = demo.sample;
-    } else {
-      converted = Handle(result).dib();
-    }
-    const size_t channels = fourComponents(m.id) ? 4 : 3;
-    std::string lower;
-    for (const char* c = m.name; *c; ++c) lower += static_cast<char>(*c >= 'A' && *c <= 'Z' ? *c + 32 : *c);
-    for (size_t c = 0; c < channels; ++c) {
-      demo.add("Colour models", "model-" + lower + "-" + std::to_string(c + 1) + ".png",
-               std::string(m.name) + " channel " + m.channels[c],
-               std::string("nadiro convert --to ") + m.name, channelImage(converted, c, channels));
-    }
-  }
-}
 
 extern const Command kColorCommand = {
     "color", "Colour models", "convert one colour between models: color RGB HSV 255 0 0",

@@ -82,6 +82,19 @@ int run(std::span<const std::string> args) {
   });
 }
 
+// What to look for in a method's result at a depth, in one line.
+std::string demoNote(const Method& m, int32_t bits) {
+  const std::string name = m.name;
+  for (const DefaultMethod& d : kBestAt)
+    if (d.bits == bits && name == d.method) return "the default at this depth: keeps the tone";
+  if ((name == "fs" || name == "jjn") && bits < 8)
+    return "the error is overwritten, not added: dark areas lose tone and colours shift";
+  if ((name == "burkes" || name == "sierra" || name == "stucki") && bits == 8)
+    return "highlights smear into streaks at 8 bits";
+  if (name == "sharp" || name == "smooth") return "a two-by-two window: regular texture";
+  return {};
+}
+
 }  // namespace
 
 void demoDither(DemoContext& demo) {
@@ -97,7 +110,7 @@ void demoDither(DemoContext& demo) {
       demo.add("Error-diffusion and window dithering", file,
                std::string(m.title) + ", " + std::to_string(bits) + " bit",
                std::string("nadiro dither --method ") + m.name + " --bits " + std::to_string(bits),
-               result);
+               result, demoNote(m, bits));
     }
   }
 }

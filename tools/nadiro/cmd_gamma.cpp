@@ -43,9 +43,10 @@ int run(std::span<const std::string> args) {
 
 void demoGamma(DemoContext& demo) {
   static const DemoCase<Gammas> kCases[] = {
-      {{50, 50, 50}, "gamma-darker.png", "Gamma 50 on every channel", "--red 50 --green 50 --blue 50"},
+      {{50, 50, 50}, "gamma-darker.png", "Gamma 50 on every channel", "--red 50 --green 50 --blue 50",
+       "white becomes grey 110: the curve is not scaled to 0..255"},
       {{200, 200, 200}, "gamma-lighter.png", "Gamma 200 on every channel",
-       "--red 200 --green 200 --blue 200"},
+       "--red 200 --green 200 --blue 200", "every byte from 124 up clips to white"},
       {{120, 100, 80}, "gamma-warm.png", "Red 120, green 100, blue 80", "--red 120 --green 100 --blue 80"}};
   addDemoCases<Gammas>(demo, "Colour adjustments", "gamma", kCases, adjust);
 }

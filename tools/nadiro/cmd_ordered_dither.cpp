@@ -41,7 +41,8 @@ void demoOrderedDither(DemoContext& demo) {
       continue;
     }
     demo.add("Ordered dithering", file, kMatrixNames[type],
-             "nadiro ordered-dither --matrix " + std::to_string(type), result.dib());
+             "nadiro ordered-dither --matrix " + std::to_string(type), result.dib(),
+             "tones are stretched so the brightest pixel counts as white");
   }
 }
 
