@@ -68,7 +68,7 @@ extern const Command kBrightnessContrastCommand = {
     "  --brightness N   -100..100, default 0 (100 lifts 0..127 to 128..255)\n"
     "  --contrast N     -100..100, default 0 (-100 makes everything mid grey)\n\n"
     NADIRO_IMAGE_FLAGS_HELP "\n"
-    "Input: any BMP, PNG or JPEG. 4 and 8-bit palette pictures keep their pixels\n"
+    "Input: any picture the tool reads. 4 and 8-bit palette pictures keep their pixels\n"
     "and get an adjusted palette; other pictures are made 24-bit first.\n\n"
     "Example:\n  nadiro brightness-contrast --brightness 20 --contrast -10 photo.jpg brighter.png\n",
     run};

@@ -110,7 +110,7 @@ extern const Command kCmykLevelsCommand = {
     "  --yellow N    -100..100, default 0\n"
     "  --black N     -100..100, default 0\n\n"
     NADIRO_IMAGE_FLAGS_HELP "\n"
-    "Input: any BMP, PNG or JPEG; it is made 24-bit first.\n\n"
+    "Input: any picture the tool reads; it is made 24-bit first.\n\n"
     "Example:\n  nadiro cmyk-levels --cyan 20 --black -30 photo.jpg photo-cmyk.png\n",
     run};
 

@@ -199,7 +199,7 @@ extern const Command kConvolveCommand = {
     "  --size N                3, 5 or 7, default 3\n"
     "  --luma                  filter the luminance instead of the channel mean\n\n"
     NADIRO_IMAGE_FLAGS_HELP "\n"
-    "Input: any BMP, PNG or JPEG; it is made 24-bit first.\n\n"
+    "Input: any picture the tool reads; it is made 24-bit first.\n\n"
     "Example:\n  nadiro convolve --kernel \"0,-1,0,-1,5,-1,0,-1,0;1\" photo.jpg sharp.png\n",
     run};
 

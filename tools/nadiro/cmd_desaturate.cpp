@@ -47,7 +47,7 @@ extern const Command kDesaturateCommand = {
     "lightness (largest plus smallest of R, G, B, halved). The result stays a\n"
     "24-bit picture. No options.\n\n"
     NADIRO_IMAGE_FLAGS_HELP "\n"
-    "Input: any BMP, PNG or JPEG; it is made 24-bit first.\n\n"
+    "Input: any picture the tool reads; it is made 24-bit first.\n\n"
     "Example:\n  nadiro desaturate photo.jpg photo-grey.png\n",
     run};
 

@@ -138,7 +138,7 @@ extern const Command kDitherCommand = {
     "               smooth   two-by-two window (1 or 4 bits only)\n"
     "  --bits N     1, 4 or 8, default 1\n\n"
     NADIRO_IMAGE_FLAGS_HELP "\n"
-    "Input: any BMP, PNG or JPEG; it is made 24-bit first.\n\n"
+    "Input: any picture the tool reads; it is made 24-bit first.\n\n"
     "Look at dithered pictures at 100 % zoom: scaled views add moire.\n\n"
     "Example:\n  nadiro dither --bits 4 photo.jpg photo-4bit.png\n"
     "  nadiro dither -m stucki --bits 4 photo.jpg photo-stucki.png\n",

@@ -65,7 +65,7 @@ extern const Command kGammaCommand = {
     "  --green G   10..500, default 100\n"
     "  --blue G    10..500, default 100\n\n"
     NADIRO_IMAGE_FLAGS_HELP "\n"
-    "Input: any BMP, PNG or JPEG; it is made 24-bit first.\n\n"
+    "Input: any picture the tool reads; it is made 24-bit first.\n\n"
     "Example:\n  nadiro gamma --red 120 --green 100 --blue 80 photo.jpg photo-warm.png\n",
     run};
 

@@ -87,7 +87,7 @@ extern const Command kHueSaturationCommand = {
     "                     a start above the end wraps through red (300:60);\n"
     "                     the two ends must differ\n\n"
     NADIRO_IMAGE_FLAGS_HELP "\n"
-    "Input: any BMP, PNG or JPEG; it is made 24-bit first.\n\n"
+    "Input: any picture the tool reads; it is made 24-bit first.\n\n"
     "Example:\n  nadiro hue-saturation --hue 30 --saturation 10 --intensity 0 --range 300:60 in.png out.png\n",
     run};
 

@@ -59,7 +59,7 @@ extern const Command kOrderedDitherCommand = {
     "               0 6x6 clustered dot, 1 6x6 line screen, 2 5x5 spiral,\n"
     "               3 5x5 dispersed, 4 8x8 Bayer, 5 8x8 clustered, 6 16x16 dispersed\n\n"
     NADIRO_IMAGE_FLAGS_HELP "\n"
-    "Input: any BMP, PNG or JPEG. Colour and palette pictures are first\n"
+    "Input: any picture the tool reads. Colour and palette pictures are first\n"
     "made 8-bit grey with grey = (30 R + 59 G + 11 B) / 100 (integer, truncated);\n"
     "an 8-bit picture whose palette is already the grey ramp 0..255 is used as is.\n\n"
     "Example:\n  nadiro ordered-dither --matrix 4 photo.jpg photo-bayer.png\n",

@@ -85,7 +85,7 @@ extern const Command kReplaceColorCommand = {
     "  --saturation N      added to the saturation byte, -255..255, default 0\n"
     "  --intensity N       added to the intensity byte, -255..255, default 0\n\n"
     NADIRO_IMAGE_FLAGS_HELP "\n"
-    "Input: any BMP, PNG or JPEG; it is made 24-bit first.\n\n"
+    "Input: any picture the tool reads; it is made 24-bit first.\n\n"
     "Example:\n  nadiro replace-color --color 200,40,40 --tolerance 50,50,50 --hue 120 in.png out.png\n",
     run};
 
