@@ -32,10 +32,10 @@ Dib cornerPicture(int32_t w, int32_t h) {
 
 // An EXIF block holding only an orientation, little- or big-endian.
 std::vector<uint8_t> exifWithOrientation(int o, bool big) {
-  std::vector<uint8_t> le = {'I', 'I', 42, 0, 8, 0, 0, 0, 1, 0, 0x12, 0x01, 3, 0, 1, 0, 0, 0,
-                             uint8_t(o), 0, 0, 0, 0, 0, 0, 0};
-  std::vector<uint8_t> be = {'M', 'M', 0, 42, 0, 0, 0, 8, 0, 1, 0x01, 0x12, 0, 3, 0, 0, 0, 1,
-                             0, uint8_t(o), 0, 0, 0, 0, 0, 0};
+  std::vector<uint8_t> le = {'I', 'I', 42, 0, 8, 0,          0, 0, 1, 0, 0x12, 0x01, 3,
+                             0,   1,   0,  0, 0, uint8_t(o), 0, 0, 0, 0, 0,    0,    0};
+  std::vector<uint8_t> be = {'M', 'M', 0, 42, 0, 0, 0,          8, 0, 1, 0x01, 0x12, 0,
+                             3,   0,   0, 0,  1, 0, uint8_t(o), 0, 0, 0, 0,    0,    0};
   return big ? be : le;
 }
 

@@ -96,13 +96,32 @@ Dib orient(const Dib& in, int orientation) {
     for (int32_t ox = 0; ox < ow; ++ox) {
       int32_t x = ox, y = oy;
       switch (orientation) {
-        case 2: x = w - 1 - ox; break;
-        case 3: x = w - 1 - ox; y = h - 1 - oy; break;
-        case 4: y = h - 1 - oy; break;
-        case 5: x = oy; y = ox; break;
-        case 6: x = oy; y = h - 1 - ox; break;
-        case 7: x = w - 1 - oy; y = h - 1 - ox; break;
-        case 8: x = w - 1 - oy; y = ox; break;
+        case 2:
+          x = w - 1 - ox;
+          break;
+        case 3:
+          x = w - 1 - ox;
+          y = h - 1 - oy;
+          break;
+        case 4:
+          y = h - 1 - oy;
+          break;
+        case 5:
+          x = oy;
+          y = ox;
+          break;
+        case 6:
+          x = oy;
+          y = h - 1 - ox;
+          break;
+        case 7:
+          x = w - 1 - oy;
+          y = h - 1 - ox;
+          break;
+        case 8:
+          x = w - 1 - oy;
+          y = ox;
+          break;
       }
       std::memcpy(dst + size_t(ox) * px, src.row(h - 1 - y) + size_t(x) * px, px);
     }
@@ -156,7 +175,9 @@ std::string outputFormatOf(const std::string& path) {
   return {};
 }
 
-bool knownOutputExtension(const std::string& path) { return !outputFormatOf(path).empty(); }
+bool knownOutputExtension(const std::string& path) {
+  return !outputFormatOf(path).empty();
+}
 
 bool formatHolds(const std::string& format, const Dib& dib) {
   if (format == "bmp" || format == "png") return true;
@@ -174,8 +195,9 @@ bool encodeImage(const std::string& format, const Dib& dib, const WriteOptions& 
     error = dib.compression() != 0
                 ? "this picture holds the " + o.meta.model +
                       " colour model, which lossy formats would damage (write .png or .bmp)"
-                : "this " + std::to_string(dib.bits()) + "-bit palette picture cannot be written as " +
-                      format + " (write .png or .bmp instead)";
+                : "this " + std::to_string(dib.bits()) +
+                      "-bit palette picture cannot be written as " + format +
+                      " (write .png or .bmp instead)";
     return false;
   }
   bool ok;

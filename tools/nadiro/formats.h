@@ -37,11 +37,11 @@ bool decodeImage(std::span<const uint8_t> file, const ReadOptions& options, Read
                  std::string& error);
 
 struct WriteOptions {
-  int quality = 90;      // JPEG and WebP, 1..100
-  int compression = 2;   // PNG zlib level, 0..9 (2: fast, a little larger than 6)
-  bool tagged = false;   // BMP: keep a colour-model tag in the compression field
-  std::string format;    // bmp, png, jpg or webp; empty: from the name's extension
-  Metadata meta;         // written where the format can hold it
+  int quality = 90;     // JPEG and WebP, 1..100
+  int compression = 2;  // PNG zlib level, 0..9 (2: fast, a little larger than 6)
+  bool tagged = false;  // BMP: keep a colour-model tag in the compression field
+  std::string format;   // bmp, png, jpg or webp; empty: from the name's extension
+  Metadata meta;        // written where the format can hold it
 };
 
 // Writes by extension (or options.format): .bmp (any image), .png (palette

@@ -19,7 +19,9 @@ namespace {
 
 volatile std::sig_atomic_t gInterrupted = 0;
 
-extern "C" void onInterrupt(int) { requestInterrupt(); }
+extern "C" void onInterrupt(int) {
+  requestInterrupt();
+}
 
 // Ctrl-C sets the flag; a second Ctrl-C ends the program the usual way.
 void catchInterrupt() {
@@ -36,7 +38,8 @@ struct Job {
 };
 
 bool sameFile(const std::string& a, const std::string& b) {
-  struct stat sa {}, sb {};
+  struct stat sa {
+  }, sb{};
   return a != "-" && b != "-" && ::stat(a.c_str(), &sa) == 0 && ::stat(b.c_str(), &sb) == 0 &&
          sa.st_dev == sb.st_dev && sa.st_ino == sb.st_ino;
 }
@@ -94,7 +97,8 @@ std::vector<std::string> candidateTargets(const Job& job, const OperationShape& 
                                           const std::string& ownFormat) {
   std::vector<std::string> names;
   for (const auto& suffix : shape.suffixes)
-    for (const std::string& f : {ownFormat, std::string("png")}) names.push_back(job.output + suffix + "." + f);
+    for (const std::string& f : {ownFormat, std::string("png")})
+      names.push_back(job.output + suffix + "." + f);
   return names;
 }
 
@@ -148,12 +152,19 @@ bool readIntOptions(const char* command, const Args& args, std::span<const IntOp
   return true;
 }
 
-bool interrupted() { return gInterrupted != 0; }
-void requestInterrupt() { gInterrupted = 1; }
-void clearInterrupt() { gInterrupted = 0; }
+bool interrupted() {
+  return gInterrupted != 0;
+}
+void requestInterrupt() {
+  gInterrupted = 1;
+}
+void clearInterrupt() {
+  gInterrupted = 0;
+}
 
 std::vector<std::string> withImageFlags(std::vector<std::string> own) {
-  for (const char* f : {"--out-dir", "--format", "--jobs", "--background", "--quality", "--compression"})
+  for (const char* f :
+       {"--out-dir", "--format", "--jobs", "--background", "--quality", "--compression"})
     own.emplace_back(f);
   return own;
 }
@@ -184,22 +195,25 @@ int runPictureOperation(const char* command, const Args& args, const OperationSh
   std::string singleFormat;  // the format of IN OUT
   if (run.outDir) {
     if (pos.empty() || pos.size() % group != 0)
-      return usage(command, group == 1 ? "expected input pictures"
-                                       : "expected groups of " + std::to_string(group) + " pictures");
+      return usage(command, group == 1
+                                ? "expected input pictures"
+                                : "expected groups of " + std::to_string(group) + " pictures");
     std::set<std::string> taken;
     for (size_t i = 0; i < pos.size(); i += group) {
       const std::string stem = shape.stem ? shape.stem(stemOf(pos[i])) : stemOf(pos[i]);
       std::string base = *run.outDir + "/" + stem;
-      for (int n = 2; taken.count(base); ++n) base = *run.outDir + "/" + stem + "-" + std::to_string(n);
+      for (int n = 2; taken.count(base); ++n)
+        base = *run.outDir + "/" + stem + "-" + std::to_string(n);
       taken.insert(base);
       work.push_back({{pos.begin() + ptrdiff_t(i), pos.begin() + ptrdiff_t(i + group)}, base});
     }
   } else {
     if (pos.size() != group + 1)
       return usage(command, shape.outputIsPrefix ? "expected IN OUTPREFIX, or IN... --out-dir DIR"
-                            : group == 1         ? "expected IN OUT, or IN... --out-dir DIR"
-                                                 : "expected " + std::to_string(group) +
-                                                       " pictures and OUT, or groups of them with --out-dir DIR");
+                            : group == 1
+                                ? "expected IN OUT, or IN... --out-dir DIR"
+                                : "expected " + std::to_string(group) +
+                                      " pictures and OUT, or groups of them with --out-dir DIR");
     std::string stem;
     splitName(pos[group], stem, singleFormat);
     if (run.format) singleFormat = *run.format;
@@ -212,8 +226,9 @@ int runPictureOperation(const char* command, const Args& args, const OperationSh
     }
     if (pos[group] == "-" && shape.suffixes.size() != 1)
       return usage(command, "several pictures cannot go to standard output");
-    work.push_back({{pos.begin(), pos.begin() + ptrdiff_t(group)},
-                    shape.outputIsPrefix || outputFormatOf(pos[group]).empty() ? stem : pos[group]});
+    work.push_back(
+        {{pos.begin(), pos.begin() + ptrdiff_t(group)},
+         shape.outputIsPrefix || outputFormatOf(pos[group]).empty() ? stem : pos[group]});
   }
   // One rule for every form: an output never replaces an input unless asked.
   if (!run.force) {
@@ -276,8 +291,8 @@ int runPictureOperation(const char* command, const Args& args, const OperationSh
       if (o.dib.bits() == 24 && o.dib.compression() == 0) options.meta.icc = in[0].meta.icc;
       std::string target = job.output + o.suffix;
       if (run.outDir || shape.outputIsPrefix || target == "-" || outputFormatOf(target).empty()) {
-        options.format = run.outDir ? (run.format ? *run.format : outputFormatOf(job.inputs[0]))
-                                    : singleFormat;
+        options.format =
+            run.outDir ? (run.format ? *run.format : outputFormatOf(job.inputs[0])) : singleFormat;
         if (options.format.empty() || (!run.format && !formatHolds(options.format, o.dib)))
           options.format = "png";
         if (target != "-") target += "." + options.format;

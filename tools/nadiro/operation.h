@@ -23,25 +23,25 @@ std::vector<std::string> withImageFlags(std::vector<std::string> own);
 std::vector<std::string> withImageSwitches(std::vector<std::string> own);
 
 // The help lines for those flags, for each command's --help text.
-#define NADIRO_IMAGE_FLAGS_HELP                                                            \
-  "Inputs and outputs:\n"                                                                  \
-  "  IN OUT                     one picture; OUT's extension (.bmp .png .jpg .webp)\n"     \
-  "                             picks the format; - is standard input or output\n"       \
-  "  IN... -o DIR, --out-dir DIR  many pictures; outputs named after the inputs (DIR\n"   \
-  "                             is created when missing)\n"                               \
-  "  --format bmp|png|jpg|webp  output format (default: OUT's extension; with\n"          \
-  "                             --out-dir the input's, or png where that cannot\n"       \
-  "                             hold the result); needed for - as output\n"              \
-  "  -j N, --jobs N             pictures processed at once (default: all cores)\n"         \
-  "  -b R,G,B, --background R,G,B  colour behind transparent pixels (default\n"          \
-  "                             255,255,255)\n"                                            \
-  "  --quality Q                JPEG and WebP quality 1..100 (default 90)\n"              \
-  "  --compression N            PNG zlib level 0..9 (default 2: fast, files about\n"      \
+#define NADIRO_IMAGE_FLAGS_HELP                                                         \
+  "Inputs and outputs:\n"                                                               \
+  "  IN OUT                     one picture; OUT's extension (.bmp .png .jpg .webp)\n"  \
+  "                             picks the format; - is standard input or output\n"      \
+  "  IN... -o DIR, --out-dir DIR  many pictures; outputs named after the inputs (DIR\n" \
+  "                             is created when missing)\n"                             \
+  "  --format bmp|png|jpg|webp  output format (default: OUT's extension; with\n"        \
+  "                             --out-dir the input's, or png where that cannot\n"      \
+  "                             hold the result); needed for - as output\n"             \
+  "  -j N, --jobs N             pictures processed at once (default: all cores)\n"      \
+  "  -b R,G,B, --background R,G,B  colour behind transparent pixels (default\n"         \
+  "                             255,255,255)\n"                                         \
+  "  --quality Q                JPEG and WebP quality 1..100 (default 90)\n"            \
+  "  --compression N            PNG zlib level 0..9 (default 2: fast, files about\n"    \
   "                             7 % larger than level 6; 3 matches its size)\n"         \
-  "  --force, --in-place        allow an output to replace an input\n"                    \
-  "  --                         ends the options (for names starting with -)\n"          \
+  "  --force, --in-place        allow an output to replace an input\n"                  \
+  "  --                         ends the options (for names starting with -)\n"         \
   "Inputs: BMP, PNG, JPEG, WebP, TIFF, GIF (first frame). Photos are turned\n"          \
-  "upright by their EXIF orientation; EXIF and ICC data are kept where the\n"             \
+  "upright by their EXIF orientation; EXIF and ICC data are kept where the\n"           \
   "output format holds them. Ctrl-C stops at once and writes nothing more.\n"
 
 // The mode argument that asks the library for its progress dialog: the tool
