@@ -208,6 +208,11 @@ check "WebP output" "$nadiro" desaturate --quality 80 "$S" "$P/out.webp"
 check "WebP output opens in Pillow" "$python" "$here/pictures.py" info "$P/out.webp" >/dev/null
 "$nadiro" convert --to RGB -b 255,0,0 "$P/grey-alpha.png" "$P/on-red.png" 2>/dev/null
 check "grey + alpha onto red is red" test "$("$python" -c "from PIL import Image; print(Image.open('$P/on-red.png').convert('RGB').getpixel((3,3)))")" = "(255, 0, 0)"
+for bits in 1 4 8; do  # the default method keeps a dark photograph's tone
+  "$nadiro" dither --bits $bits "$P/dark.png" "$P/dark-$bits.png"
+  t=$("$python" "$here/pictures.py" tone "$P/dark.png" "$P/dark-$bits.png")
+  check "default dither to $bits bits keeps the mean grey (off by $t)" test "$t" -le 6
+done
 "$nadiro" convert --to RGB --compression 9 "$S" "$P/c9.png"
 "$nadiro" convert --to RGB --compression 0 "$S" "$P/c0.png"
 check "--compression changes size, not pixels" \

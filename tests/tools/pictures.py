@@ -3,10 +3,11 @@
   pictures.py make DIR     photo-like test pictures in every input format
   pictures.py same A B     exit 0 when Pillow decodes A and B to equal RGB pixels
   pictures.py info FILE    "W H ORIENTATION MAKE ICC-BYTES MODE TEXT"
+  pictures.py tone A B     the difference of the mean grey of A and B, rounded
 """
 import sys
 
-from PIL import Image, ImageCms
+from PIL import Image, ImageCms, ImageStat
 
 
 def photo(w, h):
@@ -31,6 +32,8 @@ def make(folder):
     pic.save(f"{folder}/lzw.tif", compression="tiff_lzw")
     pic.convert("L").save(f"{folder}/grey.tif")
     pic.convert("P", palette=Image.ADAPTIVE, colors=50).save(f"{folder}/palette.gif")
+    dark = photo(320, 200).point(lambda v: v * 45 // 100)  # a dark photograph
+    dark.save(f"{folder}/dark.png")
     grey = Image.new("LA", (8, 8), (100, 0))  # fully transparent grey
     grey.save(f"{folder}/grey-alpha.png")
     # Large enough that encoding at the slowest level takes a while.
@@ -51,6 +54,12 @@ def info(path):
           len(im.info.get("icc_profile") or b""), im.mode, text)
 
 
+def tone(a, b):
+    def mean(path):
+        return ImageStat.Stat(Image.open(path).convert("L")).mean[0]
+    print(round(abs(mean(a) - mean(b))))
+
+
 if __name__ == "__main__":
     command, args = sys.argv[1], sys.argv[2:]
     if command == "make":
@@ -59,3 +68,5 @@ if __name__ == "__main__":
         sys.exit(0 if same(*args) else 1)
     elif command == "info":
         info(*args)
+    elif command == "tone":
+        tone(*args)
