@@ -84,7 +84,7 @@ bool convolvePicture(const Dib& in, const KernelChoice& kernel, int32_t n, bool 
   uint32_t code = 0;
   const NadiroHandle result = ColorConvolutionA(
       image.get(), 0, luma ? 1 : 0, kernel.source, n, kernel.file.c_str(),
-      kernel.values.empty() ? nullptr : kernel.values.data(), &code, 0, nullptr);
+      kernel.values.empty() ? nullptr : kernel.values.data(), &code, kShowProgress, nullptr);
   if (!result) {
     error = describe(code);
     return false;
