@@ -126,7 +126,7 @@ expect_refusal "color with a missing component" 2 color RGB LAB 1 2
 expect_refusal "color with a byte out of range" 2 color RGB LAB 1 2 256
 check "convert to HSV, tagged" "$nadiro" convert --to HSV --tagged "$sample" "$work/hsv.bmp"
 check "HSV result is tagged 14" test "$(od -An -tu4 -j30 -N4 "$work/hsv.bmp" | tr -d ' ')" = 14
-expect_refusal "model result as JPEG" 1 convert --to HSV "$sample" "$work/hsv.jpg"
+expect_refusal "model result as JPEG, before any work" 2 convert --to HSV "$work/missing.png" "$work/hsv.jpg"
 check "convert to CMY and back" "$nadiro" convert --to CMY --tagged "$sample" "$work/cmy.bmp"
 check "back from CMY" "$nadiro" convert --from CMY --to RGB "$work/cmy.bmp" "$work/rgb.bmp"
 "$nadiro" convert --to RGB "$sample" "$work/rgb-direct.bmp" >/dev/null 2>&1

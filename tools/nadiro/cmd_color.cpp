@@ -6,6 +6,7 @@
 
 #include "cli.h"
 #include "color_models.h"
+#include "formats.h"
 #include "operation.h"
 
 namespace nadiro::cli {
@@ -64,6 +65,13 @@ int runConvert(std::span<const std::string> args) {
   if (a.has("--from") && (!given || given->id == NADIRO_MODEL_CMYK_UCR))
     return usage("convert", "--from must be one of RGB YUV CMY CMYK YIQ HSV HSI XYZ LAB");
   if (!to) return usage("convert", "--to must be one of RGB YUV CMY CMYK YIQ HSV HSI XYZ LAB CMYK-UCR");
+  // Lossy formats would damage a model's components: refused before any work.
+  const auto& pos = a.positional();
+  const std::string format = a.value("--format").value_or(
+      a.has("--out-dir") || pos.empty() ? "" : outputFormatOf(pos.back()));
+  if (to->id != NADIRO_MODEL_RGB && (format == "jpg" || format == "webp"))
+    return usage("convert", std::string("JPEG and WebP would damage the ") + to->name +
+                                " components: write .png or .bmp");
   return runImageOperation("convert", a, [&](const Dib& picture, Dib& out, std::string& error) {
     // Without --from, a picture says which model it holds (its tag or PNG text).
     const ModelName* from = given ? given : modelOfTag(picture.compression());
