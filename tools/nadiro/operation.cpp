@@ -226,9 +226,13 @@ int runPictureOperation(const char* command, const Args& args, const OperationSh
     }
     if (pos[group] == "-" && shape.suffixes.size() != 1)
       return usage(command, "several pictures cannot go to standard output");
-    work.push_back(
-        {{pos.begin(), pos.begin() + ptrdiff_t(group)},
-         shape.outputIsPrefix || outputFormatOf(pos[group]).empty() ? stem : pos[group]});
+    // A name without a known extension gets the --format one.
+    const std::string& out = pos[group];
+    const std::string name = shape.outputIsPrefix ? stem
+                             : out == "-" || !outputFormatOf(out).empty()
+                                 ? out
+                                 : out + "." + singleFormat;
+    work.push_back({{pos.begin(), pos.begin() + ptrdiff_t(group)}, name});
   }
   // One rule for every form: an output never replaces an input unless asked.
   if (!run.force) {
