@@ -13,7 +13,10 @@
 #   package  dpkg-dev and fakeroot, to build and inspect the .deb with CPack.
 set -euo pipefail
 
-packages=(cmake g++ ninja-build pkg-config libgtest-dev libbenchmark-dev libpng-dev libjpeg62-turbo-dev)
+# The tool reads and writes pictures through libpng, libjpeg, libwebp, libtiff
+# and giflib; its end-to-end test makes and reads pictures with Pillow.
+packages=(cmake g++ ninja-build pkg-config libgtest-dev libbenchmark-dev libpng-dev libjpeg62-turbo-dev
+          libwebp-dev libtiff-dev libgif-dev python3-pil)
 want_i386=0
 # Extra package groups, asked for by the scripts that need them.
 for group in "$@"; do
