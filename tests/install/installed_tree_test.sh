@@ -43,14 +43,14 @@ cc -std=c11 -Wall -Werror $(pkg-config --cflags nadiro) "$src/tests/install/laye
    -o "$work/layer_example" $(pkg-config --libs nadiro)
 LD_LIBRARY_PATH="$libdir" "$work/layer_example" >/dev/null || fail "the layer example failed"
 echo "layer_example: ok"
-readelf -d "$work/pkgconfig_shared" | grep -q "NEEDED.*\[libNadiroUser.so.$major\]" ||
+readelf -d "$work/pkgconfig_shared" | grep "NEEDED.*\[libNadiroUser.so.$major\]" >/dev/null ||
   fail "the program does not record the SONAME"
 
 # Static: the archive in place of -lNadiroUser, then what it needs.
 cc -std=c11 -Wall -Werror $(pkg-config --cflags nadiro) "$src/tests/api/c_example.c" \
    -o "$work/pkgconfig_static" $(pkg-config --static --libs nadiro |
    sed "s|-lNadiroUser|$libdir/libNadiroUser.a|")
-! readelf -d "$work/pkgconfig_static" | grep -q "libNadiroUser" || fail "static link used the .so"
+! readelf -d "$work/pkgconfig_static" | grep "libNadiroUser" >/dev/null || fail "static link used the .so"
 run pkgconfig_static
 
 cmake -S "$src/tests/install/consumer" -B "$work/cmake" -DCMAKE_PREFIX_PATH="$prefix" \
@@ -71,7 +71,7 @@ assert mono[:, :4].sum() == 0 and mono[:, -4:].all()") || fail "the Python packa
 fi
 
 if [ -x "$prefix/bin/nadiro" ]; then
-  "$prefix/bin/nadiro" --version | grep -q "$version" || fail "the tool's version"
+  "$prefix/bin/nadiro" --version | grep "$version" >/dev/null || fail "the tool's version"
   [ -f "$prefix/share/man/man1/nadiro.1" ] || fail "no man page"
   [ -f "$prefix/share/bash-completion/completions/nadiro" ] || fail "no bash completion"
   echo "tool: ok"
