@@ -9,6 +9,7 @@
 #include <cstring>
 #include <utility>
 
+#include "dither/kernels.h"
 #include "nadiro/nadiro.h"
 
 namespace nadiro::dither {
@@ -182,13 +183,20 @@ void diffuse(const SourceRows& source, uint32_t bits, const DitherBuffers& buffe
   for (uint32_t c = 0; c < channels; ++c)
     for (uint32_t k = 0; k < K.rowsPerChannel; ++k) rows[c][k] = work.row(c, k);
 
-  ExpandRowToChannels(source, 0, buffers.channels);
-  if (bits == 1) greyRow(buffers.channels, width);
+  // Grey rows of 24-bit pixels go straight into the working row.
+  const bool greyFromPixels = bits == 1 && source.depth == 24;
+  const DitherKernels& kernels = ditherKernels();
   for (uint32_t y = 0; y < height; ++y) {
-    for (uint32_t c = 0; c < channels; ++c) {
-      int16_t* current = rows[c][0];
-      const uint8_t* values = buffers.channels.channel(c);
-      for (uint32_t x = 0; x < width; ++x) current[x] = wrap16(current[x] + values[x]);
+    if (greyFromPixels) {
+      kernels.addGrey24(source.row(y), width, rows[0][0]);
+    } else {
+      ExpandRowToChannels(source, y, buffers.channels);
+      if (bits == 1) greyRow(buffers.channels, width);
+      for (uint32_t c = 0; c < channels; ++c) {
+        int16_t* current = rows[c][0];
+        const uint8_t* values = buffers.channels.channel(c);
+        for (uint32_t x = 0; x < width; ++x) current[x] = wrap16(current[x] + values[x]);
+      }
     }
     clearLeadEntries<K>(work, channels);
     uint8_t* out = buffers.planes + y * stride;
@@ -200,10 +208,6 @@ void diffuse(const SourceRows& source, uint32_t bits, const DitherBuffers& buffe
       for (uint32_t c = 0; c < channels; ++c) bitRow<K, Overwriting>(rows[c], width, out + c * planeBytes);
     }
     shiftRows<K>(work, channels, buffers.rowLength);
-    if (y + 1 < height) {
-      ExpandRowToChannels(source, y + 1, buffers.channels);
-      if (bits == 1) greyRow(buffers.channels, width);
-    }
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "dither/kernels.h"
 #include "nadiro/nadiro.h"
 
 namespace nadiro::dither {
@@ -57,21 +58,25 @@ void windowRowT(int16_t* a, int16_t* b, uint32_t width, uint8_t* out) {
   if (const uint32_t rest = width & 7) out[width >> 3] = static_cast<uint8_t>(bits << (8 - rest));
 }
 
-// Rows are loaded by assignment (each entry set to the channel byte), over
-// the width; entry `width`, which the last window also covers, keeps what
-// the window core left there.
-void loadRows(const DitherBuffers& buffers, const WorkRows& work, uint32_t k, uint32_t channels,
-              uint32_t width) {
+// Source row y is loaded into row k of each channel in use by assignment
+// (each entry set to the channel byte or grey value), over the width; entry
+// `width`, which the last window also covers, keeps what the window core
+// left there.
+void loadRow(const SourceRows& source, uint32_t y, uint32_t bits, const DitherBuffers& buffers,
+             const WorkRows& work, uint32_t k) {
+  const uint32_t width = source.width;
+  if (bits == 1 && source.depth == 24) {
+    ditherKernels().setGrey24(source.row(y), width, work.row(0, k));
+    return;
+  }
+  ExpandRowToChannels(source, y, buffers.channels);
+  if (bits == 1) greyRow(buffers.channels, width);
+  const uint32_t channels = bits == 1 ? 1 : 3;
   for (uint32_t c = 0; c < channels; ++c) {
     int16_t* row = work.row(c, k);
     const uint8_t* values = buffers.channels.channel(c);
     for (uint32_t x = 0; x < width; ++x) row[x] = values[x];
   }
-}
-
-void expandRow(const SourceRows& source, uint32_t y, uint32_t bits, const DitherBuffers& buffers) {
-  ExpandRowToChannels(source, y, buffers.channels);
-  if (bits == 1) greyRow(buffers.channels, source.width);
 }
 
 void windowCore(const SourceRows& source, uint32_t bits, const DitherBuffers& buffers,
@@ -117,13 +122,9 @@ void windowImage(bool sharp, const SourceRows& source, uint32_t bits, const Dith
   const size_t planeBytes = stride * height;
   const size_t rowBytes = size_t{buffers.rowLength} * sizeof(int16_t);
 
-  expandRow(source, 0, bits, buffers);
-  loadRows(buffers, work, 0, channels, width);
+  loadRow(source, 0, bits, buffers, work, 0);
   for (uint32_t y = 0; y < height; ++y) {
-    if (y + 1 < height) {
-      expandRow(source, y + 1, bits, buffers);
-      loadRows(buffers, work, 1, channels, width);
-    }
+    if (y + 1 < height) loadRow(source, y + 1, bits, buffers, work, 1);
     for (uint32_t c = 0; c < channels; ++c)
       windowRow(work.row(c, 0), work.row(c, 1), width, buffers.planes + c * planeBytes + y * stride,
                 sharp);
