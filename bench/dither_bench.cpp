@@ -1,9 +1,11 @@
 // Error-diffusion and window dithering of a 4K 24-bit picture to every
-// target depth each method supports. Items are pixels: items_per_second is
-// pixels/s, and the Mpixels counter megapixels/s.
+// target depth each method supports, with the scalar kernels and with the
+// best the processor has (the level argument, frame/cpu.h). Items are
+// pixels: items_per_second is pixels/s, and the Mpixels counter megapixels/s.
 #include <benchmark/benchmark.h>
 
 #include "bench_support.h"
+#include "dither/kernels.h"
 #include "nadiro/nadiro.h"
 
 namespace nadiro::bench {
@@ -12,6 +14,7 @@ namespace {
 template <typename F>
 void run(benchmark::State& state, F dither) {
   const auto bits = static_cast<int32_t>(state.range(0));
+  const dither::ScopedDitherLevel level(static_cast<CpuLevel>(state.range(1)));
   timeImageOperation(state, 24, [&](NadiroHandle h) { return dither(h, bits); });
 }
 
@@ -30,12 +33,15 @@ void BM_DitherSA(benchmark::State& state) { run(state, DitherSA); }
 void BM_DitherSharp(benchmark::State& state) { run(state, DitherSharp); }
 void BM_DitherSmooth(benchmark::State& state) { run(state, DitherSmooth); }
 
-void toOneFourEight(benchmark::internal::Benchmark* b) {
-  b->ArgName("bits")->Arg(1)->Arg(4)->Arg(8)->Unit(benchmark::kMillisecond);
+// The scalar level and the best one.
+void atLevels(benchmark::internal::Benchmark* b, std::initializer_list<int64_t> targets) {
+  b->ArgNames({"bits", "level"})->Unit(benchmark::kMillisecond);
+  for (const int64_t bits : targets)
+    for (const CpuLevel level : {CpuLevel::Scalar, cpuBestLevel()})
+      b->Args({bits, static_cast<int64_t>(level)});
 }
-void toOneFour(benchmark::internal::Benchmark* b) {
-  b->ArgName("bits")->Arg(1)->Arg(4)->Unit(benchmark::kMillisecond);
-}
+void toOneFourEight(benchmark::internal::Benchmark* b) { atLevels(b, {1, 4, 8}); }
+void toOneFour(benchmark::internal::Benchmark* b) { atLevels(b, {1, 4}); }
 
 BENCHMARK(BM_DitherFS4)->Apply(toOneFourEight);
 BENCHMARK(BM_DitherFS4Ex)->Apply(toOneFourEight);

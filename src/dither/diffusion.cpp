@@ -159,83 +159,6 @@ void bitRows(int16_t* const (*rows)[4], uint32_t width, uint8_t* const* out,
       out[c][width >> 3] = static_cast<uint8_t>(bits[c] << (8 - rest));
 }
 
-// ---- Two 1-bit rows at once ------------------------------------------
-// Row y+1 only needs row y's entries of a column once row y has passed it
-// by the kernel's reach (3), so the two rows run in one loop, the second
-// kLag pixels behind the first: their chains of errors overlap in the
-// processor. The shift of the working rows and the next row's values,
-// which the one-row form applies to whole rows between the rows, happen
-// column by column just before the second row reaches each column; entries
-// at or past the width never flow into a pixel and are left as they fall.
-
-inline constexpr uint32_t kReach = 3;  // the widest tap offset of any kernel
-inline constexpr uint32_t kLag = 8;    // more than 2 * kReach
-inline constexpr uint32_t kLeadColumnsShifted = kReach;
-
-// One row's state in a 1-bit run: entries x .. x+2 of its current row,
-// the bits of the output byte being built, and the output row.
-struct BitRun {
-  int16_t ahead[3];
-  unsigned bits;
-  uint8_t* out;
-};
-
-template <const Kernel& K, bool Overwriting>
-inline void bitStep(int16_t* const* rows, BitRun& run, uint32_t x) {
-  const int v = run.ahead[0];
-  const bool white = v > 128;
-  run.bits = run.bits << 1 | unsigned{white};
-  if ((x & 7) == 7) {
-    run.out[x >> 3] = static_cast<uint8_t>(run.bits);
-    run.bits = 0;
-  }
-  const int e = white ? v - 255 : v;
-  if (e != 0) spread<K, Overwriting>(rows, run.ahead, x, e, std::make_index_sequence<K.tapCount>{});
-  run.ahead[0] = run.ahead[1];
-  run.ahead[1] = run.ahead[2];
-  run.ahead[2] = rows[0][x + 3];
-}
-
-template <const Kernel& K>
-inline void finishBits(int16_t* const* rows, const BitRun& run, uint32_t width) {
-  if (const uint32_t rest = width & 7)
-    run.out[width >> 3] = static_cast<uint8_t>(run.bits << (8 - rest));
-  rows[0][width] = run.ahead[0];
-  rows[0][width + 1] = run.ahead[1];
-}
-
-// Rows y (its values added, its lead entries cleared) and y+1 of a 1-bit
-// target; `next` holds row y+1's values. Leaves the rows as running them
-// one after the other would, except at columns at or past the width.
-template <const Kernel& K, bool Overwriting>
-void bitRowPair(int16_t* const* rows, uint32_t width, const uint8_t* next, uint8_t* outFirst,
-                uint8_t* outSecond) {
-  static_assert(kLag > 2 * kReach);
-  // Column c as the shift to row y+1 and its start leave it.
-  auto shiftColumn = [&](uint32_t c) {
-    if (c >= width) return;
-    for (uint32_t k = 0; k + 1 < K.rowsPerChannel; ++k) rows[k][c] = rows[k + 1][c];
-    rows[0][c] = wrap16(rows[0][c] + next[c]);
-    if (c < kClearedLeadEntries)
-      for (uint32_t k = 1; k < K.rowsPerChannel; ++k) rows[k][c] = 0;
-  };
-  BitRun first{{rows[0][0], rows[0][1], rows[0][2]}, 0, outFirst};
-  const uint32_t lead = width < kLag ? width : kLag;
-  for (uint32_t x = 0; x < lead; ++x) bitStep<K, Overwriting>(rows, first, x);
-  if (lead == width) finishBits<K>(rows, first, width);
-  for (uint32_t c = 0; c < kLeadColumnsShifted; ++c) shiftColumn(c);
-  BitRun second{{rows[0][0], rows[0][1], rows[0][2]}, 0, outSecond};
-  for (uint32_t x = 0; x < width; ++x) {
-    if (x + kLag < width) {
-      bitStep<K, Overwriting>(rows, first, x + kLag);
-      if (x + kLag + 1 == width) finishBits<K>(rows, first, width);
-    }
-    shiftColumn(x + kReach);
-    bitStep<K, Overwriting>(rows, second, x);
-  }
-  finishBits<K>(rows, second, width);
-}
-
 // The 8-bit quantiser of red, green and blue: level = trunc(v / 2^shift)
 // clamped to 0..top, error against level * 2^shift (not the palette colour,
 // so 255 still carries 31), level stored at bit outShift of the output byte.
@@ -291,9 +214,7 @@ void diffuse(const SourceRows& source, uint32_t bits, const DitherBuffers& buffe
   // Grey rows of 24-bit pixels go straight into the working row.
   const bool greyFromPixels = bits == 1 && source.depth == 24;
   const DitherKernels& kernels = ditherKernels();
-  // Adds row y's values to the current rows and clears the lead entries of
-  // the rows below.
-  auto startRow = [&](uint32_t y) {
+  for (uint32_t y = 0; y < height; ++y) {
     if (greyFromPixels) {
       kernels.addGrey24(source.row(y), width, rows[0][0]);
     } else {
@@ -306,32 +227,16 @@ void diffuse(const SourceRows& source, uint32_t bits, const DitherBuffers& buffe
       }
     }
     clearLeadEntries<K>(work, channels);
-  };
-  if (height > 0) startRow(0);
-  for (uint32_t y = 0; y < height;) {
     uint8_t* out = buffers.planes + y * stride;
-    uint32_t done = 1;
     if (bits == 8) {
       levelRows<K, Overwriting>(rows, width, out);
     } else if (bits == 4) {
       uint8_t* const planes[3] = {out, out + planeBytes, out + 2 * planeBytes};
       bitRows<K, Overwriting>(rows, width, planes, std::make_index_sequence<3>{});
-    } else if (y + 1 < height) {
-      uint8_t* grey = buffers.channels.red;
-      if (greyFromPixels) {
-        kernels.greyBytes24(source.row(y + 1), width, grey);
-      } else {
-        ExpandRowToChannels(source, y + 1, buffers.channels);
-        greyRow(buffers.channels, width);
-      }
-      bitRowPair<K, Overwriting>(rows[0], width, grey, out, out + stride);
-      done = 2;
     } else {
       bitRows<K, Overwriting>(rows, width, &out, std::make_index_sequence<1>{});
     }
     shiftRows<K>(work, channels, buffers.rowLength);
-    y += done;
-    if (y < height) startRow(y);
   }
 }
 

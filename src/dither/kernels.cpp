@@ -32,14 +32,9 @@ void setGrey24Scalar(const uint8_t* bgr, uint32_t count, int16_t* row) {
   for (uint32_t x = 0; x < count; ++x) row[x] = static_cast<int16_t>(greyOf(bgr + 3 * size_t{x}));
 }
 
-void greyBytes24Scalar(const uint8_t* bgr, uint32_t count, uint8_t* grey) {
-  for (uint32_t x = 0; x < count; ++x) grey[x] = static_cast<uint8_t>(greyOf(bgr + 3 * size_t{x}));
-}
-
 namespace {
 
-constexpr DitherKernels kScalar{&orderedBitsScalar, &addGrey24Scalar, &setGrey24Scalar,
-                                 &greyBytes24Scalar};
+constexpr DitherKernels kScalar{&orderedBitsScalar, &addGrey24Scalar, &setGrey24Scalar};
 
 const DitherKernels* tableFor(CpuLevel level) {
   const int wanted = static_cast<int>(level) < static_cast<int>(cpuBestLevel())

@@ -22,8 +22,6 @@ struct DitherKernels {
   void (*addGrey24)(const uint8_t* bgr, uint32_t count, int16_t* row);
   // The same grey values stored over the row's entries.
   void (*setGrey24)(const uint8_t* bgr, uint32_t count, int16_t* row);
-  // The same grey values as bytes.
-  void (*greyBytes24)(const uint8_t* bgr, uint32_t count, uint8_t* grey);
 };
 
 // The kernels of the level in force.
@@ -52,10 +50,8 @@ const DitherKernels* avx512DitherKernels();
 void orderedBitsScalar(const uint8_t* px, const uint8_t* pattern, uint32_t count, uint8_t* out);
 void addGrey24Scalar(const uint8_t* bgr, uint32_t count, int16_t* row);
 void setGrey24Scalar(const uint8_t* bgr, uint32_t count, int16_t* row);
-void greyBytes24Scalar(const uint8_t* bgr, uint32_t count, uint8_t* grey);
 // The AVX2 grey passes, which the AVX-512 table shares.
 void addGrey24Avx2(const uint8_t* bgr, uint32_t count, int16_t* row);
 void setGrey24Avx2(const uint8_t* bgr, uint32_t count, int16_t* row);
-void greyBytes24Avx2(const uint8_t* bgr, uint32_t count, uint8_t* grey);
 
 }  // namespace nadiro::dither

@@ -68,16 +68,6 @@ void setGrey24Avx2(const uint8_t* bgr, uint32_t count, int16_t* row) {
   if (x < count) setGrey24Scalar(bgr + 3 * size_t{x}, count - x, row + x);
 }
 
-void greyBytes24Avx2(const uint8_t* bgr, uint32_t count, uint8_t* grey) {
-  uint32_t x = 0;
-  for (; x + 16 <= count; x += 16) {
-    const __m256i g = greyOf16Avx2(bgr + 3 * x);
-    const __m128i bytes = _mm_packus_epi16(_mm256_castsi256_si128(g), _mm256_extracti128_si256(g, 1));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(grey + x), bytes);
-  }
-  if (x < count) greyBytes24Scalar(bgr + 3 * size_t{x}, count - x, grey + x);
-}
-
 namespace {
 
 void orderedBitsAvx2(const uint8_t* px, const uint8_t* pattern, uint32_t count, uint8_t* out) {
@@ -95,7 +85,7 @@ void orderedBitsAvx2(const uint8_t* px, const uint8_t* pattern, uint32_t count, 
   if (j < count) orderedBitsScalar(px + j, pattern + j, count - j, out + j / 8);
 }
 
-constexpr DitherKernels kAvx2{&orderedBitsAvx2, &addGrey24Avx2, &setGrey24Avx2, &greyBytes24Avx2};
+constexpr DitherKernels kAvx2{&orderedBitsAvx2, &addGrey24Avx2, &setGrey24Avx2};
 
 }  // namespace
 

@@ -33,7 +33,9 @@ void windowRowT(int16_t* a, int16_t* b, uint32_t width, uint8_t* out) {
     } else {
       negCarry = 0;
     }
-    const int k = s / 255, rem = s % 255;
+    // s is not negative here, which lets the quotient be an unsigned one.
+    const auto k = static_cast<int>(static_cast<unsigned>(s) / 255u);
+    const auto rem = static_cast<int>(static_cast<unsigned>(s) % 255u);
     const int r0 = (w1 > w0) + (w2 > w0) + (w3 > w0);
     const int r1 = (w0 >= w1) + (w2 > w1) + (w3 > w1);
     const int r2 = (w0 >= w2) + (w1 >= w2) + (w3 > w2);
