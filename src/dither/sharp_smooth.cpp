@@ -26,29 +26,30 @@ void windowRowT(int16_t* a, int16_t* b, uint32_t width, uint8_t* out) {
   for (uint32_t x = 0; x < width; ++x) {
     const int w1 = a[x + 1], w3 = b[x + 1];
     const int sum = w0 + w1 + w2 + w3 + negCarry + residual;
-    int s = sum;
-    if (sum < 0) {
-      negCarry = sum;
-      s = 0;
-    } else {
-      negCarry = 0;
-    }
-    // s is not negative here, which lets the quotient be an unsigned one.
-    const auto k = static_cast<int>(static_cast<unsigned>(s) / 255u);
-    const auto rem = static_cast<int>(static_cast<unsigned>(s) % 255u);
-    const int r0 = (w1 > w0) + (w2 > w0) + (w3 > w0);
-    const int r1 = (w0 >= w1) + (w2 > w1) + (w3 > w1);
-    const int r2 = (w0 >= w2) + (w1 >= w2) + (w3 > w2);
-    const int r3 = (w0 >= w3) + (w1 >= w3) + (w2 >= w3);
-    auto level = [&](int r) { return r < k ? 255 : r == k ? rem : 0; };
+    // Masks rather than branches: the window's outcome is data, and a
+    // wrong guess costs more than the arithmetic.
+    const int negative = -int{sum < 0};
+    negCarry = sum & negative;
+    const auto s = static_cast<unsigned>(sum & ~negative);
+    const auto k = static_cast<int>(s / 255u);
+    const auto rem = static_cast<int>(s % 255u);  // below 255: only whole levels are 255
+    // Rank r_i counts the entries above w_i and the earlier ones equal to
+    // it; each pair is compared once (w_j > w_i, i < j, and its complement).
+    const int g01 = w1 > w0, g02 = w2 > w0, g03 = w3 > w0;
+    const int g12 = w2 > w1, g13 = w3 > w1, g23 = w3 > w2;
+    const int r0 = g01 + g02 + g03;
+    const int r1 = (1 - g01) + g12 + g13;
+    const int r2 = (1 - g02) + (1 - g12) + g23;
+    const int r3 = 3 - g03 - g13 - g23;
+    auto level = [&](int r) { return (-int{r < k} & 255) | (-int{r == k} & rem); };
     const int first = level(r0);
     a[x] = static_cast<int16_t>(first);
     b[x] = static_cast<int16_t>(level(r2));
     w0 = level(r1);
     w2 = level(r3);
-    const bool white = first == 255;
-    residual = white ? 0 : first;
-    if constexpr (Halve) residual /= 2;
+    const bool white = r0 < k;
+    residual = -int{r0 == k} & rem;  // first unless white
+    if constexpr (Halve) residual >>= 1;
     bits = bits << 1 | unsigned{white};
     if ((x & 7) == 7) {
       out[x >> 3] = static_cast<uint8_t>(bits);
