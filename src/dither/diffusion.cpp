@@ -217,6 +217,8 @@ void diffuse(const SourceRows& source, uint32_t bits, const DitherBuffers& buffe
   for (uint32_t y = 0; y < height; ++y) {
     if (greyFromPixels) {
       kernels.addGrey24(source.row(y), width, rows[0][0]);
+    } else if (source.depth == 24) {
+      kernels.addChannels24(source.row(y), width, rows[0][0], rows[1][0], rows[2][0]);
     } else {
       ExpandRowToChannels(source, y, buffers.channels);
       if (bits == 1) greyRow(buffers.channels, width);

@@ -32,9 +32,20 @@ void setGrey24Scalar(const uint8_t* bgr, uint32_t count, int16_t* row) {
   for (uint32_t x = 0; x < count; ++x) row[x] = static_cast<int16_t>(greyOf(bgr + 3 * size_t{x}));
 }
 
+void addChannels24Scalar(const uint8_t* bgr, uint32_t count, int16_t* red, int16_t* green,
+                         int16_t* blue) {
+  for (uint32_t x = 0; x < count; ++x) {
+    const uint8_t* p = bgr + 3 * size_t{x};
+    blue[x] = static_cast<int16_t>(blue[x] + p[0]);
+    green[x] = static_cast<int16_t>(green[x] + p[1]);
+    red[x] = static_cast<int16_t>(red[x] + p[2]);
+  }
+}
+
 namespace {
 
-constexpr DitherKernels kScalar{&orderedBitsScalar, &addGrey24Scalar, &setGrey24Scalar};
+constexpr DitherKernels kScalar{&orderedBitsScalar, &addGrey24Scalar, &setGrey24Scalar,
+                                &addChannels24Scalar};
 
 const DitherKernels* tableFor(CpuLevel level) {
   const int wanted = static_cast<int>(level) < static_cast<int>(cpuBestLevel())

@@ -22,6 +22,10 @@ struct DitherKernels {
   void (*addGrey24)(const uint8_t* bgr, uint32_t count, int16_t* row);
   // The same grey values stored over the row's entries.
   void (*setGrey24)(const uint8_t* bgr, uint32_t count, int16_t* row);
+  // Adds the red, green and blue bytes of `count` blue, green, red pixels to
+  // three 16-bit working rows (wrapping).
+  void (*addChannels24)(const uint8_t* bgr, uint32_t count, int16_t* red, int16_t* green,
+                        int16_t* blue);
 };
 
 // The kernels of the level in force.
@@ -50,8 +54,12 @@ const DitherKernels* avx512DitherKernels();
 void orderedBitsScalar(const uint8_t* px, const uint8_t* pattern, uint32_t count, uint8_t* out);
 void addGrey24Scalar(const uint8_t* bgr, uint32_t count, int16_t* row);
 void setGrey24Scalar(const uint8_t* bgr, uint32_t count, int16_t* row);
+void addChannels24Scalar(const uint8_t* bgr, uint32_t count, int16_t* red, int16_t* green,
+                         int16_t* blue);
 // The AVX2 grey passes, which the AVX-512 table shares.
 void addGrey24Avx2(const uint8_t* bgr, uint32_t count, int16_t* row);
 void setGrey24Avx2(const uint8_t* bgr, uint32_t count, int16_t* row);
+void addChannels24Avx2(const uint8_t* bgr, uint32_t count, int16_t* red, int16_t* green,
+                       int16_t* blue);
 
 }  // namespace nadiro::dither

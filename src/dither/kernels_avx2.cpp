@@ -26,38 +26,50 @@ constexpr GatherMasks makeGatherMasks() {
 }
 constexpr GatherMasks kGather = makeGatherMasks();
 
+// Channel ch (0 blue, 1 green, 2 red) of 16 blue, green, red pixels: byte k
+// is byte 3k + ch of the 48 bytes a:b:c.
+inline __m128i gatherChannel(__m128i a, __m128i b, __m128i c, int ch) {
+  const auto* m = reinterpret_cast<const __m128i*>(kGather.m[ch]);
+  return _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(a, _mm_load_si128(m)),
+                                   _mm_shuffle_epi8(b, _mm_load_si128(m + 1))),
+                      _mm_shuffle_epi8(c, _mm_load_si128(m + 2)));
+}
+
+struct Channels16 {
+  __m256i blue, green, red;  // 16-bit lanes
+};
+
+inline Channels16 channelsOf16(const uint8_t* bgr) {
+  const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bgr));
+  const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bgr + 16));
+  const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bgr + 32));
+  return {_mm256_cvtepu8_epi16(gatherChannel(a, b, c, 0)),
+          _mm256_cvtepu8_epi16(gatherChannel(a, b, c, 1)),
+          _mm256_cvtepu8_epi16(gatherChannel(a, b, c, 2))};
+}
+
 // Grey values of 16 blue, green, red pixels (48 bytes) as 16-bit lanes:
 // (red * 30 + green * 59 + blue * 11) / 100, the quotient as a
 // multiply-high (s * 5243) >> 19, exact for every s up to 255 * 100.
 inline __m256i greyOf16Avx2(const uint8_t* bgr) {
-  const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bgr));
-  const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bgr + 16));
-  const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bgr + 32));
-  // Byte k of channel ch (0 blue) is byte 3k + ch of a:b:c; -1 picks nothing.
-  auto gather = [&](int ch) {
-    const auto* m = reinterpret_cast<const __m128i*>(kGather.m[ch]);
-    return _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(a, _mm_load_si128(m)),
-                                     _mm_shuffle_epi8(b, _mm_load_si128(m + 1))),
-                        _mm_shuffle_epi8(c, _mm_load_si128(m + 2)));
-  };
-  const __m256i blue = _mm256_cvtepu8_epi16(gather(0));
-  const __m256i green = _mm256_cvtepu8_epi16(gather(1));
-  const __m256i red = _mm256_cvtepu8_epi16(gather(2));
+  const Channels16 ch = channelsOf16(bgr);
   const __m256i sum =
-      _mm256_add_epi16(_mm256_add_epi16(_mm256_mullo_epi16(red, _mm256_set1_epi16(30)),
-                                        _mm256_mullo_epi16(green, _mm256_set1_epi16(59))),
-                       _mm256_mullo_epi16(blue, _mm256_set1_epi16(11)));
+      _mm256_add_epi16(_mm256_add_epi16(_mm256_mullo_epi16(ch.red, _mm256_set1_epi16(30)),
+                                        _mm256_mullo_epi16(ch.green, _mm256_set1_epi16(59))),
+                       _mm256_mullo_epi16(ch.blue, _mm256_set1_epi16(11)));
   return _mm256_srli_epi16(_mm256_mulhi_epu16(sum, _mm256_set1_epi16(5243)), 3);
+}
+
+inline void addTo(int16_t* row, __m256i values) {
+  auto* at = reinterpret_cast<__m256i*>(row);
+  _mm256_storeu_si256(at, _mm256_add_epi16(_mm256_loadu_si256(at), values));
 }
 
 }  // namespace
 
 void addGrey24Avx2(const uint8_t* bgr, uint32_t count, int16_t* row) {
   uint32_t x = 0;
-  for (; x + 16 <= count; x += 16) {
-    auto* at = reinterpret_cast<__m256i*>(row + x);
-    _mm256_storeu_si256(at, _mm256_add_epi16(_mm256_loadu_si256(at), greyOf16Avx2(bgr + 3 * x)));
-  }
+  for (; x + 16 <= count; x += 16) addTo(row + x, greyOf16Avx2(bgr + 3 * x));
   if (x < count) addGrey24Scalar(bgr + 3 * size_t{x}, count - x, row + x);
 }
 
@@ -66,6 +78,18 @@ void setGrey24Avx2(const uint8_t* bgr, uint32_t count, int16_t* row) {
   for (; x + 16 <= count; x += 16)
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(row + x), greyOf16Avx2(bgr + 3 * x));
   if (x < count) setGrey24Scalar(bgr + 3 * size_t{x}, count - x, row + x);
+}
+
+void addChannels24Avx2(const uint8_t* bgr, uint32_t count, int16_t* red, int16_t* green,
+                       int16_t* blue) {
+  uint32_t x = 0;
+  for (; x + 16 <= count; x += 16) {
+    const Channels16 ch = channelsOf16(bgr + 3 * x);
+    addTo(blue + x, ch.blue);
+    addTo(green + x, ch.green);
+    addTo(red + x, ch.red);
+  }
+  if (x < count) addChannels24Scalar(bgr + 3 * size_t{x}, count - x, red + x, green + x, blue + x);
 }
 
 namespace {
@@ -85,7 +109,7 @@ void orderedBitsAvx2(const uint8_t* px, const uint8_t* pattern, uint32_t count, 
   if (j < count) orderedBitsScalar(px + j, pattern + j, count - j, out + j / 8);
 }
 
-constexpr DitherKernels kAvx2{&orderedBitsAvx2, &addGrey24Avx2, &setGrey24Avx2};
+constexpr DitherKernels kAvx2{&orderedBitsAvx2, &addGrey24Avx2, &setGrey24Avx2, &addChannels24Avx2};
 
 }  // namespace
 

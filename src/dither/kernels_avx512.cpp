@@ -24,7 +24,8 @@ void orderedBitsAvx512(const uint8_t* px, const uint8_t* pattern, uint32_t count
   if (j < count) orderedBitsScalar(px + j, pattern + j, count - j, out + j / 8);
 }
 
-constexpr DitherKernels kAvx512{&orderedBitsAvx512, &addGrey24Avx2, &setGrey24Avx2};
+constexpr DitherKernels kAvx512{&orderedBitsAvx512, &addGrey24Avx2, &setGrey24Avx2,
+                                &addChannels24Avx2};
 
 }  // namespace
 

@@ -27,7 +27,8 @@ void orderedBitsSse2(const uint8_t* px, const uint8_t* pattern, uint32_t count, 
   if (j < count) orderedBitsScalar(px + j, pattern + j, count - j, out + j / 8);
 }
 
-constexpr DitherKernels kSse2{&orderedBitsSse2, &addGrey24Scalar, &setGrey24Scalar};
+constexpr DitherKernels kSse2{&orderedBitsSse2, &addGrey24Scalar, &setGrey24Scalar,
+                              &addChannels24Scalar};
 
 }  // namespace
 

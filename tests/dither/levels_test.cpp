@@ -100,7 +100,7 @@ INSTANTIATE_TEST_SUITE_P(Depths, DitherLevels, testing::Values<uint16_t>(4, 8, 2
 
 // The kernels themselves on inputs the pictures above rarely reach: every
 // grey sum and every pixel against every threshold.
-TEST(DitherKernelLevels, GreyAndOrderedKernelsAgreeOnEveryValue) {
+TEST(DitherKernelLevels, RowPassesAndOrderedKernelsAgreeOnEveryValue) {
   // 256 x 3 pixels cover blue, green and red from 0 to 255 in turn, the
   // others at the opposite end.
   std::vector<uint8_t> bgr;
@@ -115,13 +115,20 @@ TEST(DitherKernelLevels, GreyAndOrderedKernelsAgreeOnEveryValue) {
     pattern[k] = static_cast<uint8_t>(k * 7 + k / 256);
   }
   const dither::DitherKernels& scalar = dither::ditherKernelsAt(CpuLevel::Scalar);
-  std::vector<int16_t> greyScalar(count, -3);
-  scalar.addGrey24(bgr.data(), count, greyScalar.data());
+  // Grey added to and stored over a row, and the channels added to three.
+  using Rows = std::vector<std::vector<int16_t>>;
+  auto passes = [&](const dither::DitherKernels& k) {
+    Rows rows(5, std::vector<int16_t>(count, -3));
+    rows[4][count - 1] = 32767;  // wraps
+    k.addGrey24(bgr.data(), count, rows[0].data());
+    k.setGrey24(bgr.data(), count, rows[1].data());
+    k.addChannels24(bgr.data(), count, rows[2].data(), rows[3].data(), rows[4].data());
+    return rows;
+  };
+  const Rows scalarRows = passes(scalar);
   for (int level = 1; level <= static_cast<int>(cpuBestLevel()); ++level) {
     const dither::DitherKernels& k = dither::ditherKernelsAt(static_cast<CpuLevel>(level));
-    std::vector<int16_t> grey(count, -3);
-    k.addGrey24(bgr.data(), count, grey.data());
-    EXPECT_EQ(grey, greyScalar) << cpuLevelName(static_cast<CpuLevel>(level));
+    EXPECT_EQ(passes(k), scalarRows) << cpuLevelName(static_cast<CpuLevel>(level));
     for (const uint32_t n : {1u, 64u, 200u, 16384u}) {
       std::vector<uint8_t> bits(n / 8 + 1, 0xAA), bitsScalar(n / 8 + 1, 0xAA);
       scalar.orderedBits(px.data(), pattern.data(), n, bitsScalar.data());
