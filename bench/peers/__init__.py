@@ -42,6 +42,10 @@ def load_library(path):
         "DitherSA": (h, [h, i32]),
         "DitherSharp": (h, [h, i32]),
         "DitherSmooth": (h, [h, i32]),
+        "ColorConvolutionA": (h, [h, u32, i32, u32, i32, ctypes.c_char_p,
+                                  ctypes.POINTER(ctypes.c_int16), ctypes.POINTER(u32), u32, h]),
+        "SplitColorChannels": (u32, [h, ctypes.POINTER(h), u32]),
+        "MergeColorChannels": (u32, [h, h, h, h, h, u32]),
     }
     for name, (res, args) in sigs.items():
         fn = getattr(lib, name)

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <utility>
 
+#include "dither/kernels.h"
 #include "nadiro/nadiro.h"
 
 namespace nadiro::dither {
@@ -80,6 +81,8 @@ inline int16_t wrap16(int value) { return static_cast<int16_t>(value); }
 // Spreads e from column x by tap I of K. The current row's entries x .. x+2
 // ride in `ahead` (registers) so that a pixel's right-hand shares reach the
 // next pixels without a store and reload; the rows below are written in place.
+// A zero error writes nothing: its shares are 0, and an entry a store would
+// overwrite keeps its value.
 template <const Kernel& K, bool Overwriting, size_t I>
 inline void applyTap(int16_t* const* rows, int16_t* ahead, uint32_t x, int e) {
   constexpr Tap tap = K.taps[I];
@@ -91,7 +94,7 @@ inline void applyTap(int16_t* const* rows, int16_t* ahead, uint32_t x, int e) {
     ahead[tap.dx] = wrap16(ahead[tap.dx] + share);
   } else {
     int16_t* entry = rows[tap.row] + static_cast<ptrdiff_t>(x) + tap.dx;
-    *entry = store ? wrap16(share) : wrap16(*entry + share);
+    *entry = store ? (e != 0 ? wrap16(share) : *entry) : wrap16(*entry + share);
   }
 }
 
@@ -101,54 +104,80 @@ inline void spread(int16_t* const* rows, int16_t* ahead, uint32_t x, int e,
   (applyTap<K, Overwriting, I>(rows, ahead, x, e), ...);
 }
 
-// Runs a row: `quantise(x, v)` returns the error of entry x's value v and
-// records the output; a zero error writes nothing (so an entry a store
-// would overwrite keeps its value too).
-template <const Kernel& K, bool Overwriting, typename Quantise>
-inline void diffuseRow(int16_t* const* rows, uint32_t width, Quantise quantise) {
-  int16_t* current = rows[0];
-  int16_t ahead[3] = {current[0], current[1], current[2]};
+// Runs a row of each channel C...: `quantise(c, x, v)` returns the error of
+// channel c's entry x of value v and records the output. The channels share
+// no entries, so one loop runs them side by side (their chains of errors
+// overlap in the processor); a lone channel skips zero errors by a branch,
+// several spread every error.
+template <const Kernel& K, bool Overwriting, typename Quantise, size_t... C>
+inline void diffuseRows(int16_t* const (*rows)[4], uint32_t width, Quantise quantise,
+                        std::index_sequence<C...>) {
+  constexpr size_t kChannels = sizeof...(C);
+  int16_t* current[kChannels] = {rows[C][0]...};
+  int16_t ahead[kChannels][3] = {{current[C][0], current[C][1], current[C][2]}...};
   for (uint32_t x = 0; x < width; ++x) {
-    const int e = quantise(x, int{ahead[0]});
-    if (e != 0)
-      spread<K, Overwriting>(rows, ahead, x, e, std::make_index_sequence<K.tapCount>{});
-    ahead[0] = ahead[1];
-    ahead[1] = ahead[2];
-    ahead[2] = current[x + 3];
+    auto step = [&](auto channel) {
+      constexpr size_t c = decltype(channel)::value;
+      const int e = quantise(channel, x, int{ahead[c][0]});
+      if (kChannels > 1 || e != 0)
+        spread<K, Overwriting>(rows[c], ahead[c], x, e, std::make_index_sequence<K.tapCount>{});
+      ahead[c][0] = ahead[c][1];
+      ahead[c][1] = ahead[c][2];
+      ahead[c][2] = current[c][x + 3];
+    };
+    (step(std::integral_constant<size_t, C>{}), ...);
   }
-  // Leave the row as in-place updates would have: only x+1 and x+2 of the
+  // Leave the rows as in-place updates would have: only x+1 and x+2 of the
   // last pixel changed past the width.
-  current[width] = ahead[0];
-  current[width + 1] = ahead[1];
+  for (size_t c = 0; c < kChannels; ++c) {
+    current[c][width] = ahead[c][0];
+    current[c][width + 1] = ahead[c][1];
+  }
 }
 
-// 1-bit row: white (bit set) above 128 with error v - 255, else black with
-// error v. Bits most significant first.
+// 1-bit rows, one per channel: white (bit set) above 128 with error v - 255,
+// else black with error v. Bits most significant first.
+template <const Kernel& K, bool Overwriting, size_t... C>
+void bitRows(int16_t* const (*rows)[4], uint32_t width, uint8_t* const* out,
+             std::index_sequence<C...> channels) {
+  unsigned bits[sizeof...(C)] = {};
+  diffuseRows<K, Overwriting>(
+      rows, width,
+      [&](auto channel, uint32_t x, int v) {
+        constexpr size_t c = decltype(channel)::value;
+        const bool white = v > 128;
+        bits[c] = bits[c] << 1 | unsigned{white};
+        if ((x & 7) == 7) {
+          out[c][x >> 3] = static_cast<uint8_t>(bits[c]);
+          bits[c] = 0;
+        }
+        return white ? v - 255 : v;
+      },
+      channels);
+  if (const uint32_t rest = width & 7)
+    for (size_t c = 0; c < sizeof...(C); ++c)
+      out[c][width >> 3] = static_cast<uint8_t>(bits[c] << (8 - rest));
+}
+
+// The 8-bit quantiser of red, green and blue: level = trunc(v / 2^shift)
+// clamped to 0..top, error against level * 2^shift (not the palette colour,
+// so 255 still carries 31), level stored at bit outShift of the output byte.
+struct LevelChannel {
+  int shift, top, outShift;
+};
+constexpr LevelChannel kLevelChannels[3] = {{5, 7, 5}, {5, 7, 2}, {6, 3, 0}};
+
 template <const Kernel& K, bool Overwriting>
-void bitRow(int16_t* const* rows, uint32_t width, uint8_t* out) {
-  unsigned bits = 0;
-  diffuseRow<K, Overwriting>(rows, width, [&](uint32_t x, int v) {
-    const bool white = v > 128;
-    bits = bits << 1 | unsigned{white};
-    if ((x & 7) == 7) {
-      out[x >> 3] = static_cast<uint8_t>(bits);
-      bits = 0;
-    }
-    return white ? v - 255 : v;
-  });
-  if (const uint32_t rest = width & 7) out[width >> 3] = static_cast<uint8_t>(bits << (8 - rest));
-}
-
-// One channel of the 8-bit quantiser: level = trunc(v / 2^Shift) clamped to
-// 0..Top, error against level * 2^Shift (not the palette colour, so 255
-// still carries 31), level stored at bit OutShift of the output byte.
-template <const Kernel& K, bool Overwriting, int Shift, int Top, int OutShift>
-void levelRow(int16_t* const* rows, uint32_t width, uint8_t* out) {
-  diffuseRow<K, Overwriting>(rows, width, [&](uint32_t x, int v) {
-    const int level = v < 0 ? 0 : std::min(v >> Shift, Top);
-    out[x] = static_cast<uint8_t>(out[x] | (level << OutShift));
-    return v - (level << Shift);
-  });
+void levelRows(int16_t* const (*rows)[4], uint32_t width, uint8_t* out) {
+  diffuseRows<K, Overwriting>(
+      rows, width,
+      [&](auto channel, uint32_t x, int v) {
+        constexpr LevelChannel ch = kLevelChannels[decltype(channel)::value];
+        const int level = v < 0 ? 0 : std::min(v >> ch.shift, ch.top);
+        out[x] = static_cast<uint8_t>(out[x] | (level << ch.outShift));
+        return v - (level << ch.shift);
+      },
+      std::make_index_sequence<3>{});
 }
 
 template <const Kernel& K>
@@ -182,28 +211,34 @@ void diffuse(const SourceRows& source, uint32_t bits, const DitherBuffers& buffe
   for (uint32_t c = 0; c < channels; ++c)
     for (uint32_t k = 0; k < K.rowsPerChannel; ++k) rows[c][k] = work.row(c, k);
 
-  ExpandRowToChannels(source, 0, buffers.channels);
-  if (bits == 1) greyRow(buffers.channels, width);
+  // Grey rows of 24-bit pixels go straight into the working row.
+  const bool greyFromPixels = bits == 1 && source.depth == 24;
+  const DitherKernels& kernels = ditherKernels();
   for (uint32_t y = 0; y < height; ++y) {
-    for (uint32_t c = 0; c < channels; ++c) {
-      int16_t* current = rows[c][0];
-      const uint8_t* values = buffers.channels.channel(c);
-      for (uint32_t x = 0; x < width; ++x) current[x] = wrap16(current[x] + values[x]);
+    if (greyFromPixels) {
+      kernels.addGrey24(source.row(y), width, rows[0][0]);
+    } else if (source.depth == 24) {
+      kernels.addChannels24(source.row(y), width, rows[0][0], rows[1][0], rows[2][0]);
+    } else {
+      ExpandRowToChannels(source, y, buffers.channels);
+      if (bits == 1) greyRow(buffers.channels, width);
+      for (uint32_t c = 0; c < channels; ++c) {
+        int16_t* current = rows[c][0];
+        const uint8_t* values = buffers.channels.channel(c);
+        for (uint32_t x = 0; x < width; ++x) current[x] = wrap16(current[x] + values[x]);
+      }
     }
     clearLeadEntries<K>(work, channels);
     uint8_t* out = buffers.planes + y * stride;
     if (bits == 8) {
-      levelRow<K, Overwriting, 5, 7, 5>(rows[0], width, out);
-      levelRow<K, Overwriting, 5, 7, 2>(rows[1], width, out);
-      levelRow<K, Overwriting, 6, 3, 0>(rows[2], width, out);
+      levelRows<K, Overwriting>(rows, width, out);
+    } else if (bits == 4) {
+      uint8_t* const planes[3] = {out, out + planeBytes, out + 2 * planeBytes};
+      bitRows<K, Overwriting>(rows, width, planes, std::make_index_sequence<3>{});
     } else {
-      for (uint32_t c = 0; c < channels; ++c) bitRow<K, Overwriting>(rows[c], width, out + c * planeBytes);
+      bitRows<K, Overwriting>(rows, width, &out, std::make_index_sequence<1>{});
     }
     shiftRows<K>(work, channels, buffers.rowLength);
-    if (y + 1 < height) {
-      ExpandRowToChannels(source, y + 1, buffers.channels);
-      if (bits == 1) greyRow(buffers.channels, width);
-    }
   }
 }
 

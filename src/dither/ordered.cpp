@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "dither/kernels.h"
 #include "frame/dib.h"
 #include "frame/guards.h"
 #include "nadiro/nadiro.h"
@@ -72,8 +73,21 @@ constexpr ThresholdMatrix kMatrices[kOrderedMatrixCount] = {
 };
 // clang-format on
 
-// A run of thresholds that every matrix period (5, 6, 8, 16) divides, so a
-// row is processed in whole runs of one precomputed pattern.
+// Every matrix entry is at most the matrix's largest entry M, so for any
+// picture with a pixel above 0 the largest pixel P reaches every entry
+// ((P * M) / P is exactly M) and the first white value of every entry fits
+// a byte.
+constexpr bool entriesWithinLargest() {
+  for (const ThresholdMatrix& m : kMatrices)
+    for (uint32_t k = 0; k < m.n * m.n; ++k)
+      if (m.cells[k] > m.largest) return false;
+  return true;
+}
+static_assert(entriesWithinLargest());
+
+// A run of thresholds that every matrix period (5, 6, 8, 16) and every
+// kernel's vector width (16, 32, 64 pixels) divide, so a row is processed
+// in whole runs of one precomputed pattern that start on a byte.
 constexpr size_t kPatternRun = 960;
 
 // For every matrix entry t, the smallest pixel value v whose scaled value
@@ -95,35 +109,12 @@ std::array<uint16_t, 256> firstWhiteTable(uint32_t largestEntry, uint8_t largest
   return first;
 }
 
-void orderedRow(uint8_t* row, uint32_t width, const uint16_t* pattern) {
-  for (uint32_t x0 = 0; x0 < width; x0 += kPatternRun) {
-    const uint32_t count = std::min<uint32_t>(kPatternRun, width - x0);
-    uint8_t* px = row + x0;
-    for (uint32_t j = 0; j < count; ++j) px[j] = px[j] >= pattern[j] ? 255 : 0;
-  }
-}
-
-void packRow(const uint8_t* src, uint8_t* dst, uint32_t width, uint8_t threshold) {
-  const uint32_t whole = width / 8;
-  for (uint32_t k = 0; k < whole; ++k) {
-    const uint8_t* p = src + 8 * k;
-    unsigned byte = 0;
-    for (unsigned b = 0; b < 8; ++b) byte |= unsigned{p[b] >= threshold} << (7 - b);
-    dst[k] = static_cast<uint8_t>(byte);
-  }
-  if (const uint32_t rest = width % 8) {
-    const uint8_t* p = src + 8 * whole;
-    unsigned byte = 0;
-    for (unsigned b = 0; b < rest; ++b) byte |= unsigned{p[b] >= threshold} << (7 - b);
-    dst[whole] = static_cast<uint8_t>(byte);
-  }
-}
+}  // namespace
 
 constexpr uint8_t kMonoPalette[8] = {0, 0, 0, 0, 255, 255, 255, 0};
 
-}  // namespace
-
 const ThresholdMatrix& orderedMatrix(uint32_t type) { return kMatrices[type]; }
+static_assert(sizeof kMatrices / sizeof kMatrices[0] == kOrderedMatrixCount);
 
 uint8_t largestPixel(std::span<const uint8_t> rows, size_t stride, uint32_t width,
                      uint32_t height) {
@@ -135,58 +126,29 @@ uint8_t largestPixel(std::span<const uint8_t> rows, size_t stride, uint32_t widt
   return largest;
 }
 
-void orderedDitherRows(std::span<uint8_t> rows, size_t stride, uint32_t width, uint32_t height,
-                       const ThresholdMatrix& matrix, uint8_t largest) {
+void orderedDitherToBits(std::span<const uint8_t> rows, size_t stride, std::span<uint8_t> out,
+                         size_t outStride, uint32_t width, uint32_t height,
+                         const ThresholdMatrix& matrix, uint8_t largest) {
   const auto firstWhite = firstWhiteTable(matrix.largest, largest);
   const uint32_t n = matrix.n;
-  uint16_t pattern[kPatternRun];
+  // One run of thresholds per matrix column, groups of eight back to front.
+  std::array<uint8_t, 16 * kPatternRun> patterns;  // n is at most 16
+  for (uint32_t column = 0; column < n; ++column)
+    for (size_t j = 0; j < kPatternRun; ++j) {
+      const uint16_t first = firstWhite[matrix.cells[(j % n) * n + column]];
+      // Above 255 only when P = 0, where every pixel is 0 and 255 keeps it black too.
+      patterns[column * kPatternRun + (j ^ 7)] = static_cast<uint8_t>(first > 255 ? 255 : first);
+    }
+  const DitherKernels& kernels = ditherKernels();
   for (uint32_t r = 0; r < height; ++r) {
     // Row y of the picture (counted from the top) picks the matrix column.
-    const uint32_t column = (height - 1 - r) % n;
-    if (r == 0 || column != (height - r) % n) {
-      for (size_t j = 0; j < kPatternRun; ++j)
-        pattern[j] = firstWhite[matrix.cells[(j % n) * n + column]];
-    }
-    orderedRow(rows.data() + r * stride, width, pattern);
+    const uint8_t* pattern = patterns.data() + ((height - 1 - r) % n) * kPatternRun;
+    const uint8_t* px = rows.data() + r * stride;
+    uint8_t* bits = out.data() + r * outStride;
+    for (uint32_t x0 = 0; x0 < width; x0 += kPatternRun)
+      kernels.orderedBits(px + x0, pattern, std::min<uint32_t>(kPatternRun, width - x0),
+                          bits + x0 / 8);
   }
-}
-
-void packThresholdRows(std::span<const uint8_t> src, size_t srcStride, std::span<uint8_t> dst,
-                       size_t dstStride, uint32_t width, uint32_t height, uint8_t threshold) {
-  for (uint32_t r = 0; r < height; ++r)
-    packRow(src.data() + r * srcStride, dst.data() + r * dstStride, width, threshold);
-}
-
-MemHandle ThresholdToMonochrome(MemHandle image, uint8_t threshold) {
-  LockedBlock source(image);
-  if (!source || source.size() < dib::kInfoHeaderSize) return nullptr;
-  const dib::Header h = dib::readHeader(source.data());
-  if (uint32_t{h.bitCount} * h.planes != 8) return nullptr;
-  const auto layout = dib::measure(source.data(), source.size());
-  if (!layout) return nullptr;
-  const uint32_t outStride = (layout->width + 31) / 32 * 4;
-  const uint64_t pixelBytes = uint64_t{outStride} * layout->height;
-  OwnedBlock made = OwnedBlock::allocate(pixelBytes + 48);
-  if (!made) return nullptr;
-  LockedBlock out(made.get());
-  if (!out) return nullptr;
-
-  dib::Header oh;
-  oh.width = h.width;
-  oh.height = h.height;
-  oh.planes = 1;
-  oh.bitCount = 1;
-  oh.sizeImage = static_cast<uint32_t>(pixelBytes);
-  oh.xPelsPerMeter = h.xPelsPerMeter;
-  oh.yPelsPerMeter = h.yPelsPerMeter;
-  oh.clrUsed = 2;
-  dib::writeHeader(out.data(), oh);
-  std::memcpy(out.data() + dib::kInfoHeaderSize, kMonoPalette, sizeof kMonoPalette);
-  packThresholdRows(source.bytes().subspan(static_cast<size_t>(layout->pixelOffset)),
-                    layout->stride, out.bytes().subspan(48), outStride, layout->width,
-                    layout->height, threshold);
-  out.unlock();
-  return made.release();
 }
 
 }  // namespace nadiro::dither
@@ -201,17 +163,33 @@ extern "C" NADIRO_API NadiroHandle NADIRO_CALL DitherOrdered(NadiroHandle image,
   const auto layout = dib::measure(source.data(), source.size());
   if (!layout) return nullptr;
 
-  OwnedBlock copy(dib::DibDuplicate(image));
-  if (!copy) return nullptr;
-  {
-    LockedBlock work(copy.get());
-    if (!work) return nullptr;
-    const auto pixels = work.bytes().subspan(static_cast<size_t>(layout->pixelOffset));
-    const uint8_t largest =
-        dither::largestPixel(pixels, layout->stride, layout->width, layout->height);
-    dither::orderedDitherRows(pixels, layout->stride, layout->width, layout->height,
-                              dither::orderedMatrix(type), largest);
-  }
+  // A header whose bit count times planes is not 8 has always been refused.
+  if (layout->header.planes != 1) return nullptr;
+  const auto pixels = source.bytes().subspan(static_cast<size_t>(layout->pixelOffset));
+  const uint8_t largest =
+      dither::largestPixel(pixels, layout->stride, layout->width, layout->height);
+
+  const uint32_t outStride = (layout->width + 31) / 32 * 4;
+  const uint64_t pixelBytes = uint64_t{outStride} * layout->height;
+  OwnedBlock made = OwnedBlock::allocate(pixelBytes + 48);
+  if (!made) return nullptr;
+  LockedBlock out(made.get());
+  if (!out) return nullptr;
+  const dib::Header& h = layout->header;
+  dib::Header oh;
+  oh.width = h.width;
+  oh.height = h.height;
+  oh.planes = 1;
+  oh.bitCount = 1;
+  oh.sizeImage = static_cast<uint32_t>(pixelBytes);
+  oh.xPelsPerMeter = h.xPelsPerMeter;
+  oh.yPelsPerMeter = h.yPelsPerMeter;
+  oh.clrUsed = 2;
+  dib::writeHeader(out.data(), oh);
+  std::memcpy(out.data() + dib::kInfoHeaderSize, dither::kMonoPalette, sizeof dither::kMonoPalette);
+  dither::orderedDitherToBits(pixels, layout->stride, out.bytes().subspan(48), outStride,
+                              layout->width, layout->height, dither::orderedMatrix(type), largest);
+  out.unlock();
   source.unlock();
-  return dither::ThresholdToMonochrome(copy.get(), 128);
+  return made.release();
 }

@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "dither/kernels.h"
 #include "nadiro/nadiro.h"
 
 namespace nadiro::dither {
@@ -25,27 +26,30 @@ void windowRowT(int16_t* a, int16_t* b, uint32_t width, uint8_t* out) {
   for (uint32_t x = 0; x < width; ++x) {
     const int w1 = a[x + 1], w3 = b[x + 1];
     const int sum = w0 + w1 + w2 + w3 + negCarry + residual;
-    int s = sum;
-    if (sum < 0) {
-      negCarry = sum;
-      s = 0;
-    } else {
-      negCarry = 0;
-    }
-    const int k = s / 255, rem = s % 255;
-    const int r0 = (w1 > w0) + (w2 > w0) + (w3 > w0);
-    const int r1 = (w0 >= w1) + (w2 > w1) + (w3 > w1);
-    const int r2 = (w0 >= w2) + (w1 >= w2) + (w3 > w2);
-    const int r3 = (w0 >= w3) + (w1 >= w3) + (w2 >= w3);
-    auto level = [&](int r) { return r < k ? 255 : r == k ? rem : 0; };
+    // Masks rather than branches: the window's outcome is data, and a
+    // wrong guess costs more than the arithmetic.
+    const int negative = -int{sum < 0};
+    negCarry = sum & negative;
+    const auto s = static_cast<unsigned>(sum & ~negative);
+    const auto k = static_cast<int>(s / 255u);
+    const auto rem = static_cast<int>(s % 255u);  // below 255: only whole levels are 255
+    // Rank r_i counts the entries above w_i and the earlier ones equal to
+    // it; each pair is compared once (w_j > w_i, i < j, and its complement).
+    const int g01 = w1 > w0, g02 = w2 > w0, g03 = w3 > w0;
+    const int g12 = w2 > w1, g13 = w3 > w1, g23 = w3 > w2;
+    const int r0 = g01 + g02 + g03;
+    const int r1 = (1 - g01) + g12 + g13;
+    const int r2 = (1 - g02) + (1 - g12) + g23;
+    const int r3 = 3 - g03 - g13 - g23;
+    auto level = [&](int r) { return (-int{r < k} & 255) | (-int{r == k} & rem); };
     const int first = level(r0);
     a[x] = static_cast<int16_t>(first);
     b[x] = static_cast<int16_t>(level(r2));
     w0 = level(r1);
     w2 = level(r3);
-    const bool white = first == 255;
-    residual = white ? 0 : first;
-    if constexpr (Halve) residual /= 2;
+    const bool white = r0 < k;
+    residual = -int{r0 == k} & rem;  // first unless white
+    if constexpr (Halve) residual >>= 1;
     bits = bits << 1 | unsigned{white};
     if ((x & 7) == 7) {
       out[x >> 3] = static_cast<uint8_t>(bits);
@@ -57,21 +61,25 @@ void windowRowT(int16_t* a, int16_t* b, uint32_t width, uint8_t* out) {
   if (const uint32_t rest = width & 7) out[width >> 3] = static_cast<uint8_t>(bits << (8 - rest));
 }
 
-// Rows are loaded by assignment (each entry set to the channel byte), over
-// the width; entry `width`, which the last window also covers, keeps what
-// the window core left there.
-void loadRows(const DitherBuffers& buffers, const WorkRows& work, uint32_t k, uint32_t channels,
-              uint32_t width) {
+// Source row y is loaded into row k of each channel in use by assignment
+// (each entry set to the channel byte or grey value), over the width; entry
+// `width`, which the last window also covers, keeps what the window core
+// left there.
+void loadRow(const SourceRows& source, uint32_t y, uint32_t bits, const DitherBuffers& buffers,
+             const WorkRows& work, uint32_t k) {
+  const uint32_t width = source.width;
+  if (bits == 1 && source.depth == 24) {
+    ditherKernels().setGrey24(source.row(y), width, work.row(0, k));
+    return;
+  }
+  ExpandRowToChannels(source, y, buffers.channels);
+  if (bits == 1) greyRow(buffers.channels, width);
+  const uint32_t channels = bits == 1 ? 1 : 3;
   for (uint32_t c = 0; c < channels; ++c) {
     int16_t* row = work.row(c, k);
     const uint8_t* values = buffers.channels.channel(c);
     for (uint32_t x = 0; x < width; ++x) row[x] = values[x];
   }
-}
-
-void expandRow(const SourceRows& source, uint32_t y, uint32_t bits, const DitherBuffers& buffers) {
-  ExpandRowToChannels(source, y, buffers.channels);
-  if (bits == 1) greyRow(buffers.channels, source.width);
 }
 
 void windowCore(const SourceRows& source, uint32_t bits, const DitherBuffers& buffers,
@@ -117,13 +125,9 @@ void windowImage(bool sharp, const SourceRows& source, uint32_t bits, const Dith
   const size_t planeBytes = stride * height;
   const size_t rowBytes = size_t{buffers.rowLength} * sizeof(int16_t);
 
-  expandRow(source, 0, bits, buffers);
-  loadRows(buffers, work, 0, channels, width);
+  loadRow(source, 0, bits, buffers, work, 0);
   for (uint32_t y = 0; y < height; ++y) {
-    if (y + 1 < height) {
-      expandRow(source, y + 1, bits, buffers);
-      loadRows(buffers, work, 1, channels, width);
-    }
+    if (y + 1 < height) loadRow(source, y + 1, bits, buffers, work, 1);
     for (uint32_t c = 0; c < channels; ++c)
       windowRow(work.row(c, 0), work.row(c, 1), width, buffers.planes + c * planeBytes + y * stride,
                 sharp);

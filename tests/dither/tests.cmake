@@ -4,4 +4,5 @@ list(APPEND NADIRO_TEST_SOURCES
   dither/diffusion_test.cpp
   dither/sharp_smooth_test.cpp
   dither/ordered_test.cpp
+  dither/levels_test.cpp
 )
