@@ -1,7 +1,4 @@
 list(APPEND NADIRO_TEST_SOURCES
   dither/dither_reference.cpp
-  dither/frame_test.cpp
-  dither/diffusion_test.cpp
-  dither/sharp_smooth_test.cpp
-  dither/ordered_test.cpp
+  dither/dither_test.cpp
 )
