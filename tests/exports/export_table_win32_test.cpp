@@ -12,7 +12,6 @@
 #include <string>
 #include <vector>
 
-#include "api/ordered_example.h"
 #include "support/pixel_family.h"
 
 namespace {
@@ -153,7 +152,6 @@ Fn procAddress(HMODULE module, const char* name) {
 }
 
 using VersionFn = intptr_t(__stdcall*)(char* buffer, int32_t size);
-using DitherOrderedFn = void*(__stdcall*)(void* image, uint32_t type);
 using RecordFn = void*(__stdcall*)(void* result, const void* input);
 
 TEST_F(Dll, VersionThroughItsStdcallPointer) {
@@ -165,31 +163,6 @@ TEST_F(Dll, VersionThroughItsStdcallPointer) {
   EXPECT_EQ(nadiroCallCountingPops(reinterpret_cast<const void*>(version), args, 2, &popped), 0u);
   EXPECT_EQ(popped, 8u) << "__stdcall: the callee pops its two arguments";
   EXPECT_STREQ(buffer, "Version 13.10");
-}
-
-TEST_F(Dll, DitherOrderedThroughItsStdcallPointer) {
-  auto dither = procAddress<DitherOrderedFn>(module_, "DitherOrdered");
-  ASSERT_NE(dither, nullptr);
-  HGLOBAL image = GlobalAlloc(GHND, kOrderedExampleBytes);
-  auto* p = static_cast<uint8_t*>(GlobalLock(image));
-  ASSERT_NE(p, nullptr);
-  writeOrderedExample(p);
-  GlobalUnlock(image);
-
-  const uint32_t args[] = {word(image), kOrderedExampleType};
-  uint32_t popped = 0;
-  auto* out = reinterpret_cast<HGLOBAL>(static_cast<uintptr_t>(
-      nadiroCallCountingPops(reinterpret_cast<const void*>(dither), args, 2, &popped)));
-  EXPECT_EQ(popped, 8u);
-  ASSERT_NE(out, nullptr);
-  const auto* q = static_cast<const uint8_t*>(GlobalLock(out));
-  ASSERT_NE(q, nullptr);
-  EXPECT_EQ(q[kOrderedExampleBitsAt], 1) << "1 bit per pixel";
-  EXPECT_EQ(q[kOrderedExampleRowAt], kOrderedExampleRow);
-  GlobalUnlock(out);
-  EXPECT_EQ(GlobalFree(out), nullptr);
-  EXPECT_EQ(dither(nullptr, 4), nullptr);
-  EXPECT_EQ(GlobalFree(image), nullptr);
 }
 
 // The record convention: hidden result pointer first, the record written
