@@ -211,7 +211,8 @@ TEST(Window, AwkwardImagesMatchTheirDigests) {
 
 // Their own codes; a refused source depth leaves the caller's image locked.
 TEST(Window, RefusesWithItsOwnCodes) {
-  for (Export call : {Export{DitherSharp}, Export{DitherSmooth}}) {
+  for (Export call : {Export{[](NadiroHandle h, int32_t b) { return DitherSharp(h, b); }},
+                      Export{[](NadiroHandle h, int32_t b) { return DitherSmooth(h, b); }}}) {
     for (int32_t bits : {8, 0, 2, 24, -4})
       expectRefused(call, test::garbageHandle(2), bits, NADIRO_PIXEL_BAD_ARGUMENT, "bits");
     for (auto [depth, bits] : {std::pair<uint16_t, int32_t>{4, 4}, {1, 1}, {16, 1}, {32, 4}}) {
