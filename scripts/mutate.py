@@ -18,7 +18,7 @@ The build directory must be configured already (cmake --preset release).
 
 Results so far (release build, Linux):
   suite before the trim (7,345 test lines): 36 applied, 36 killed
-  suite after the trim:                     see the commit that records it
+  suite after the trim (4,496 test lines):  36 applied, 36 killed
 """
 import argparse
 import os

@@ -46,10 +46,10 @@ TEST(Gamma, CurvePoints) {
     uint32_t g;
     uint8_t out;
   };
-  for (const Point& p : {Point{255, 10, 15}, Point{100, 10, 10}, Point{50, 10, 7},
-                         Point{100, 50, 49}, Point{255, 50, 110}, Point{100, 200, 199},
-                         Point{50, 500, 196}, Point{100, 100, 100}, Point{0, 37, 0},
-                         Point{1, 37, 1}, Point{128, 200, 255}}) {
+  for (const Point& p :
+       {Point{255, 10, 15}, Point{100, 10, 10}, Point{50, 10, 7}, Point{100, 50, 49},
+        Point{255, 50, 110}, Point{100, 200, 199}, Point{50, 500, 196}, Point{100, 100, 100},
+        Point{0, 37, 0}, Point{1, 37, 1}, Point{128, 200, 255}}) {
     const auto gamma = [&](MemHandle h) { return GammaCorrection(h, p.g, p.g, p.g, 0, nullptr); };
     EXPECT_EQ(adjusted(gamma, {p.v, p.v, p.v}), (Bytes{p.out, p.out, p.out}))
         << int(p.v) << " at gamma " << p.g;
@@ -94,8 +94,7 @@ TEST(HueShifts, WrapAsDocumented) {
   };
   const Case cases[] = {
       {10, 245, [](MemHandle h) { return ColorHueSaturation(h, -29, 0, 0, 0, 0, 0, nullptr); }},
-      {5, 250,
-       [](MemHandle h) { return ReplaceColor(h, 0, 0x00FFFFFF, -15, 0, 0, 0, nullptr); }},
+      {5, 250, [](MemHandle h) { return ReplaceColor(h, 0, 0x00FFFFFF, -15, 0, 0, 0, nullptr); }},
   };
   for (const Case& c : cases) {
     const NadiroColor3 rgb = findHue(c.hue);
@@ -183,10 +182,13 @@ std::vector<Setting> settings() {
       {"Desaturate", [](MemHandle h) { return Desaturate(h, 0, nullptr); }, 0xA0CB8BC583D90656ull},
       {"Gamma_10_50_500", gamma(10, 50, 500), 0xAFE209F88BCBD18Cull},
       {"Gamma_200_123_11", gamma(200, 123, 11), 0xD49E726D44D7F540ull},
-      {"Replace_808080_404040_60_20_m10", replace(0x00808080, 0x00404040, 60, 20, -10), 0xB062028E8059223Full},
-      {"Replace_all_m180_m255_255", replace(0x00FFFFFF, 0x00FFFFFF, -180, -255, 255), 0x94FBBF89731B6868ull},
+      {"Replace_808080_404040_60_20_m10", replace(0x00808080, 0x00404040, 60, 20, -10),
+       0xB062028E8059223Full},
+      {"Replace_all_m180_m255_255", replace(0x00FFFFFF, 0x00FFFFFF, -180, -255, 255),
+       0x94FBBF89731B6868ull},
       {"Replace_10FF20_050A7F_1", replace(0x0010FF20, 0x00050A7F, 1, 0, 0), 0xC515274A668D2C0Bull},
-      {"Replace_303030_FF0000_m10_255_m255", replace(0x00303030, 0x00FF0000, -10, 255, -255), 0xCB4BF75B0810F673ull},
+      {"Replace_303030_FF0000_m10_255_m255", replace(0x00303030, 0x00FF0000, -10, 255, -255),
+       0xCB4BF75B0810F673ull},
   };
 }
 
@@ -228,17 +230,45 @@ TEST(Adjustments, SettingsOutOfRangeAreRefused) {
     bool pixelStatus;
   };
   const Range ranges[] = {
-      {"brightness", [](MemHandle h, int32_t e) { return ColorBrightnessContrast(h, 100 + e, 0, 0); }, true},
-      {"contrast", [](MemHandle h, int32_t e) { return ColorBrightnessContrast(h, 0, -100 - e, 0); }, true},
-      {"hue", [](MemHandle h, int32_t e) { return ColorHueSaturation(h, -180 - e, 0, 0, 0, 0, 0, nullptr); }, false},
-      {"saturation", [](MemHandle h, int32_t e) { return ColorHueSaturation(h, 0, 255 + e, 0, 0, 0, 0, nullptr); }, false},
-      {"range end", [](MemHandle h, int32_t e) { return ColorHueSaturation(h, 0, 0, 0, 0, 360u + e, 0, nullptr); }, false},
-      {"equal range ends", [](MemHandle h, int32_t e) { return ColorHueSaturation(h, 0, 0, 0, 90, 91u - e, 0, nullptr); }, false},
-      {"ink", [](MemHandle h, int32_t e) { return ColorCMYKLevels(h, 0, 0, 0, -100 - e, 0, nullptr); }, false},
-      {"gamma low", [](MemHandle h, int32_t e) { return GammaCorrection(h, 100, 10u - e, 100, 0, nullptr); }, false},
-      {"gamma high", [](MemHandle h, int32_t e) { return GammaCorrection(h, 100, 100, 500u + e, 0, nullptr); }, false},
-      {"replace hue", [](MemHandle h, int32_t e) { return ReplaceColor(h, 0, 0, 180 + e, 0, 0, 0, nullptr); }, false},
-      {"replace intensity", [](MemHandle h, int32_t e) { return ReplaceColor(h, 0, 0, 0, 0, -255 - e, 0, nullptr); }, false},
+      {"brightness",
+       [](MemHandle h, int32_t e) { return ColorBrightnessContrast(h, 100 + e, 0, 0); }, true},
+      {"contrast",
+       [](MemHandle h, int32_t e) { return ColorBrightnessContrast(h, 0, -100 - e, 0); }, true},
+      {"hue",
+       [](MemHandle h, int32_t e) {
+         return ColorHueSaturation(h, -180 - e, 0, 0, 0, 0, 0, nullptr);
+       },
+       false},
+      {"saturation",
+       [](MemHandle h, int32_t e) {
+         return ColorHueSaturation(h, 0, 255 + e, 0, 0, 0, 0, nullptr);
+       },
+       false},
+      {"range end",
+       [](MemHandle h, int32_t e) {
+         return ColorHueSaturation(h, 0, 0, 0, 0, 360u + e, 0, nullptr);
+       },
+       false},
+      {"equal range ends",
+       [](MemHandle h, int32_t e) {
+         return ColorHueSaturation(h, 0, 0, 0, 90, 91u - e, 0, nullptr);
+       },
+       false},
+      {"ink",
+       [](MemHandle h, int32_t e) { return ColorCMYKLevels(h, 0, 0, 0, -100 - e, 0, nullptr); },
+       false},
+      {"gamma low",
+       [](MemHandle h, int32_t e) { return GammaCorrection(h, 100, 10u - e, 100, 0, nullptr); },
+       false},
+      {"gamma high",
+       [](MemHandle h, int32_t e) { return GammaCorrection(h, 100, 100, 500u + e, 0, nullptr); },
+       false},
+      {"replace hue",
+       [](MemHandle h, int32_t e) { return ReplaceColor(h, 0, 0, 180 + e, 0, 0, 0, nullptr); },
+       false},
+      {"replace intensity",
+       [](MemHandle h, int32_t e) { return ReplaceColor(h, 0, 0, 0, 0, -255 - e, 0, nullptr); },
+       false},
   };
   const Bytes rgb = test::image24(5, 3), grey = test::makeDib({5, 3, 8});
   for (const Range& r : ranges) {

@@ -21,10 +21,16 @@ namespace {
 
 using test::Bytes;
 
-size_t stride8(int w) { return (static_cast<size_t>(w) + 3) / 4 * 4; }
-size_t stride24(int w) { return (static_cast<size_t>(w) * 3 + 3) / 4 * 4; }
+size_t stride8(int w) {
+  return (static_cast<size_t>(w) + 3) / 4 * 4;
+}
+size_t stride24(int w) {
+  return (static_cast<size_t>(w) * 3 + 3) / 4 * 4;
+}
 
-Bytes rgbImage(int32_t w, int32_t h, uint32_t seed = 1) { return test::makeDib({w, h, 24, 0, 0, test::Fill::Noise, seed}); }
+Bytes rgbImage(int32_t w, int32_t h, uint32_t seed = 1) {
+  return test::makeDib({w, h, 24, 0, 0, test::Fill::Noise, seed});
+}
 
 // ---- the closed form ----------------------------------------------------------------
 
@@ -32,7 +38,8 @@ Bytes rgbImage(int32_t w, int32_t h, uint32_t seed = 1) { return test::makeDib({
 // same with zero row padding.
 Bytes expected(const Bytes& image, int w, int h, const test::RefKernel& k, bool luma, bool fresh) {
   const int stride = static_cast<int>(stride24(w));
-  const auto rows = test::referenceConvolve({image.begin() + 40, image.end()}, w, h, stride, k, luma);
+  const auto rows =
+      test::referenceConvolve({image.begin() + 40, image.end()}, w, h, stride, k, luma);
   Bytes out = image;
   std::copy(rows.begin(), rows.end(), out.begin() + 40);
   if (fresh)
@@ -77,8 +84,8 @@ TEST(Convolution, CallerKernelsMatchTheClosedForm) {
             EXPECT_EQ(out == source.get(), !fresh);
             EXPECT_EQ(error, 0u);
             ASSERT_EQ(test::blockBytes(out), expected(image, w, h, k, luma, fresh))
-                << w << "x" << h << " n=" << n << " divisor " << divisor << (luma ? " luma" : " mean")
-                << (fresh ? " new image" : " in place");
+                << w << "x" << h << " n=" << n << " divisor " << divisor
+                << (luma ? " luma" : " mean") << (fresh ? " new image" : " in place");
             if (fresh) {
               EXPECT_EQ(test::blockBytes(source.get()), image) << "source kept";
             }
@@ -91,25 +98,24 @@ TEST(Convolution, CallerKernelsMatchTheClosedForm) {
 // ones are frozen as digests (computed once from the library when they
 // agreed with a second, independent implementation).
 TEST(Convolution, BuiltinFilters) {
-  const std::vector<int> documented[] = {
-      std::vector<int>(9, 1), {1, 2, 1, 2, 4, 2, 1, 2, 1}, {0, -1, 0, -1, 5, -1, 0, -1, 0},
-      {-1, -1, -1, -1, 9, -1, -1, -1, -1}};
+  const std::vector<int> documented[] = {std::vector<int>(9, 1),
+                                         {1, 2, 1, 2, 4, 2, 1, 2, 1},
+                                         {0, -1, 0, -1, 5, -1, 0, -1, 0},
+                                         {-1, -1, -1, -1, 9, -1, -1, -1, -1}};
   struct Larger {
     uint32_t source;
     int n;
     uint64_t digest;
   };
   const Larger larger[] = {
-      {3, 5, 0x5C6E515C6D3D471Eull},
-      {3, 7, 0x5142E0CEACEDAD41ull},
-      {4, 5, 0xD4A990868C1F7390ull},
-      {5, 5, 0x4A66C7475DD17B51ull},
-      {6, 5, 0xFED1AC75DBA5EE56ull},
+      {3, 5, 0x5C6E515C6D3D471Eull}, {3, 7, 0x5142E0CEACEDAD41ull}, {4, 5, 0xD4A990868C1F7390ull},
+      {5, 5, 0x4A66C7475DD17B51ull}, {6, 5, 0xFED1AC75DBA5EE56ull},
   };
   auto filtered = [](uint32_t source, int n, const Bytes& image, bool luma) {
     test::ImageHandle in(image);
     uint32_t error = 5;
-    test::ImageHandle out(ColorConvolutionW(in.get(), 1, luma, source, n, nullptr, nullptr, &error, 4, nullptr));
+    test::ImageHandle out(
+        ColorConvolutionW(in.get(), 1, luma, source, n, nullptr, nullptr, &error, 4, nullptr));
     EXPECT_EQ(error, 0u);
     return test::blockBytes(out.get());
   };
@@ -125,7 +131,8 @@ TEST(Convolution, BuiltinFilters) {
   }
   for (const Larger& l : larger) {
     uint64_t h = test::digest({});
-    for (bool luma : {false, true}) h = test::digest(filtered(l.source, l.n, rgbImage(33, 17, 77u + l.source), luma), h);
+    for (bool luma : {false, true})
+      h = test::digest(filtered(l.source, l.n, rgbImage(33, 17, 77u + l.source), luma), h);
     EXPECT_EQ(test::hex(h), test::hex(l.digest)) << "source " << l.source << ", size " << l.n;
   }
 }
@@ -137,13 +144,15 @@ TEST(Convolution, FiveByFiveDropsOneWeightAtColumnWidthMinusTwo) {
   Bytes image = test::makeDib({w, h, 24, 0, 0, test::Fill::Flat});
   for (int y = 0; y < h; ++y)
     for (int x = 0; x < w; ++x)
-      for (int ch = 0; ch < 3; ++ch) image[40 + size_t(y) * stride + 3 * x + ch] = x == w - 1 ? 70 : 10;
+      for (int ch = 0; ch < 3; ++ch)
+        image[40 + size_t(y) * stride + 3 * x + ch] = x == w - 1 ? 70 : 10;
   std::vector<int16_t> array(26, 0);
   array[1 * 5 + 4] = 1;  // one column to the right, two rows down
   array[25] = 1;
   test::ImageHandle source(image);
   uint32_t error = 0;
-  ASSERT_EQ(ColorConvolutionW(source.get(), 0, 0, 1, 5, nullptr, array.data(), &error, 0, nullptr), source.get());
+  ASSERT_EQ(ColorConvolutionW(source.get(), 0, 0, 1, 5, nullptr, array.data(), &error, 0, nullptr),
+            source.get());
   const Bytes got = test::blockBytes(source.get());
   for (int y = 0; y < h; ++y) {
     const uint8_t* row = got.data() + 40 + size_t(y) * stride;
@@ -186,7 +195,8 @@ TEST(Convolution, ScalarsAndNormalisation) {
     array[9] = c.divisor;
     test::ImageHandle source(image);
     uint32_t error = 0;
-    ASSERT_TRUE(ColorConvolutionW(source.get(), 0, c.luma, 1, 3, nullptr, array.data(), &error, 0, nullptr));
+    ASSERT_TRUE(ColorConvolutionW(source.get(), 0, c.luma, 1, 3, nullptr, array.data(), &error, 0,
+                                  nullptr));
     const Bytes got = test::blockBytes(source.get());
     EXPECT_EQ(Bytes(got.begin() + 40, got.begin() + 43), (Bytes{c.outB, c.outG, c.outR})) << c.rule;
   }
@@ -231,10 +241,14 @@ TEST(Convolution, ImageChecksInOrder) {
     uint32_t code;
   };
   const Case cases[] = {
-      {"header size 12", with(0, 12), 8},           {"compressed", with(16, 1), 18},
-      {"compressed before 8-bit", with(16, 3, 8), 18}, {"8 bits", with(16, 0, 8), 13},
-      {"width 0", with(4, 0), 19},                  {"height 0", with(8, 0), 19},
-      {"negative height", with(8, uint32_t(-3)), 8}, {"image size too small", with(20, 8), 8},
+      {"header size 12", with(0, 12), 8},
+      {"compressed", with(16, 1), 18},
+      {"compressed before 8-bit", with(16, 3, 8), 18},
+      {"8 bits", with(16, 0, 8), 13},
+      {"width 0", with(4, 0), 19},
+      {"height 0", with(8, 0), 19},
+      {"negative height", with(8, uint32_t(-3)), 8},
+      {"image size too small", with(20, 8), 8},
   };
   for (const Case& c : cases) EXPECT_EQ(codeOf(c.image, {}), c.code + 1000) << c.what;
   EXPECT_EQ(codeOf(with(20, 8), {.newImage = 0}), 0u) << "the size matters only for a new image";
@@ -285,7 +299,8 @@ TEST(Convolution, KernelSourceSizeAndLimits) {
   };
   for (const Case& c : cases) EXPECT_EQ(codeOf(image, c.call), c.ok ? 0u : 1008u) << c.what;
   test::ImageHandle source(image);
-  EXPECT_EQ(ColorConvolutionW(source.get(), 0, 0, 3, 3, nullptr, nullptr, nullptr, 0, nullptr), source.get())
+  EXPECT_EQ(ColorConvolutionW(source.get(), 0, 0, 3, 3, nullptr, nullptr, nullptr, 0, nullptr),
+            source.get())
       << "the error variable is optional";
 }
 
@@ -293,10 +308,12 @@ TEST(Convolution, KernelSourceSizeAndLimits) {
 
 std::string writeFile(const std::string& name, const std::vector<int16_t>& values, size_t cut = 0) {
   Bytes bytes;
-  for (int16_t v : values) bytes.insert(bytes.end(), {uint8_t(v & 0xFF), uint8_t(uint16_t(v) >> 8)});
+  for (int16_t v : values)
+    bytes.insert(bytes.end(), {uint8_t(v & 0xFF), uint8_t(uint16_t(v) >> 8)});
   bytes.resize(bytes.size() - cut);
   const std::string path = testing::TempDir() + name;
-  std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
   return path;
 }
 
@@ -309,9 +326,11 @@ TEST(Convolution, KernelFilesActLikeTheArray) {
   const std::wstring wide(path.begin(), path.end());
   test::ImageHandle byArray(image), byWide(image), byNarrow(image);
   uint32_t e1 = 9, e2 = 9, e3 = 9;
-  ASSERT_TRUE(ColorConvolutionW(byArray.get(), 0, 1, 1, 3, nullptr, values.data(), &e1, 0, nullptr));
+  ASSERT_TRUE(
+      ColorConvolutionW(byArray.get(), 0, 1, 1, 3, nullptr, values.data(), &e1, 0, nullptr));
   EXPECT_TRUE(ColorConvolutionW(byWide.get(), 0, 1, 2, 3, wide.c_str(), nullptr, &e2, 0, nullptr));
-  EXPECT_TRUE(ColorConvolutionA(byNarrow.get(), 0, 1, 2, 3, path.c_str(), nullptr, &e3, 0, nullptr));
+  EXPECT_TRUE(
+      ColorConvolutionA(byNarrow.get(), 0, 1, 2, 3, path.c_str(), nullptr, &e3, 0, nullptr));
   EXPECT_EQ(e2 + e3, 0u);
   EXPECT_EQ(test::blockBytes(byWide.get()), test::blockBytes(byArray.get()));
   EXPECT_EQ(test::blockBytes(byNarrow.get()), test::blockBytes(byArray.get()));
@@ -326,8 +345,10 @@ TEST(Convolution, KernelFilesActLikeTheArray) {
   // The narrow name is read for file kernels only.
   test::ImageHandle source(image);
   uint32_t error = 9;
-  EXPECT_EQ(ColorConvolutionA(source.get(), 0, 0, 1, 3, "", kBlur, &error, 0, nullptr), source.get());
-  EXPECT_EQ(ColorConvolutionA(source.get(), 1, 0, 2, 3, nullptr, nullptr, &error, 0, nullptr), nullptr);
+  EXPECT_EQ(ColorConvolutionA(source.get(), 0, 0, 1, 3, "", kBlur, &error, 0, nullptr),
+            source.get());
+  EXPECT_EQ(ColorConvolutionA(source.get(), 1, 0, 2, 3, nullptr, nullptr, &error, 0, nullptr),
+            nullptr);
   EXPECT_EQ(error, 8u);
   for (const std::string& p : {path, shortFile, empty}) std::remove(p.c_str());
 }
@@ -344,7 +365,8 @@ TEST(Convolution, DialogSeesTheArguments) {
   for (const wchar_t* name : {static_cast<const wchar_t*>(nullptr), L"edges.krn"}) {
     test::ImageHandle source(image);
     uint32_t error = 99;
-    test::ImageHandle out(ColorConvolutionW(source.get(), 1, 1, 3, 5, name, nullptr, &error, 2, nullptr));
+    test::ImageHandle out(
+        ColorConvolutionW(source.get(), 1, 1, 3, 5, name, nullptr, &error, 2, nullptr));
     ASSERT_TRUE(out);
     EXPECT_EQ(error, test::changed::convolutionEcho(1, 1, 3, 5)) << "what the dialog wrote stays";
     EXPECT_EQ(change.lastNameLength(), name ? 9 : -1);
@@ -364,7 +386,8 @@ TEST(Convolution, ProgressStepsEveryFifthRow) {
       test::ImageHandle in(rgbImage(5, height));
       for (uint32_t flags : {1u, 5u, 7u}) {
         uint32_t error = 0;
-        test::ImageHandle out(ColorConvolutionW(in.get(), 1, 0, 3, n, nullptr, nullptr, &error, flags, nullptr));
+        test::ImageHandle out(
+            ColorConvolutionW(in.get(), 1, 0, 3, n, nullptr, nullptr, &error, flags, nullptr));
       }
       EXPECT_EQ(log.creates, 1) << "5 and 7 carry the bit and show nothing";
       EXPECT_EQ(log.total, (height - n + 4) / 5 * 5);
@@ -388,7 +411,8 @@ struct Channels {
 // The channel image: header, grey table, then byte `byteIndex` of every
 // pixel of `image`.
 Bytes channelOf(const Bytes& image, int byteIndex) {
-  const int w = static_cast<int>(image[4] | image[5] << 8), h = static_cast<int>(image[8] | image[9] << 8);
+  const int w = static_cast<int>(image[4] | image[5] << 8),
+            h = static_cast<int>(image[8] | image[9] << 8);
   const int bits = image[14];
   const size_t srcStride = bits == 32 ? size_t(w) * 4 : stride24(w);
   Bytes out(40 + 1024 + stride8(w) * size_t(h), 0);
@@ -418,12 +442,15 @@ TEST(Split, ChannelsOfTheConvertedImage) {
         Bytes image = test::makeDib({w, h, bits, 0, 0, test::Fill::Noise, model});
         test::put<uint32_t>(image, 20, 0);  // the size is worked out whatever the source says
         test::ImageHandle source(image);
-        test::ImageHandle converted(model == 1 ? nullptr
-                                               : ConvertDIBColorSpace(source.get(), 1, static_cast<int32_t>(model), 0, nullptr));
+        test::ImageHandle converted(
+            model == 1
+                ? nullptr
+                : ConvertDIBColorSpace(source.get(), 1, static_cast<int32_t>(model), 0, nullptr));
         const Bytes convertedBytes = model == 1 ? image : test::blockBytes(converted.get());
         Channels ch;
         test::resetCodes(0, 9);
-        ch.count = SplitColorChannels(source.get(), ch.h, model | 0x100);  // only the low 8 bits count
+        ch.count =
+            SplitColorChannels(source.get(), ch.h, model | 0x100);  // only the low 8 bits count
         ASSERT_EQ(ch.count, convertedBytes[14] == 32 ? 4u : 3u) << "model " << model;
         EXPECT_EQ(test::lastError(), 0u);
         for (uint32_t i = 0; i < ch.count; ++i)
@@ -448,15 +475,18 @@ TEST(Split, Refusals) {
     uint32_t code;
   };
   const Case cases[] = {
-      {"model 0", rgb, 0, false, 4},          {"model 11", rgb, 11, false, 4},
-      {"null array", rgb, 1, true, 4},        {"compressed", compressed, 1, false, 2},
+      {"model 0", rgb, 0, false, 4},
+      {"model 11", rgb, 11, false, 4},
+      {"null array", rgb, 1, true, 4},
+      {"compressed", compressed, 1, false, 2},
       {"rows past the block", shortBlock, 1, false, 2},
       {"8 bits", test::makeDib({3, 2, 8}), 1, false, 0},
   };
   for (const Case& c : cases) {
     test::ImageHandle source(c.image);
     NadiroHandle slots[4] = {};
-    EXPECT_EQ(SplitColorChannels(source.get(), c.nullArray ? nullptr : slots, c.model), 0u) << c.what;
+    EXPECT_EQ(SplitColorChannels(source.get(), c.nullArray ? nullptr : slots, c.model), 0u)
+        << c.what;
     EXPECT_EQ(test::lastError(), c.code) << c.what;
     EXPECT_EQ(slots[0], nullptr) << c.what;
   }
@@ -476,7 +506,8 @@ struct MergeInputs {
 MergeInputs mergeInputs(int w, int h, uint32_t seed) {
   MergeInputs in;
   for (uint32_t i = 0; i < 4; ++i)  // a short colour table moves the rows of channel 2
-    in.channel[i] = test::makeDib({w, h, 8, i == 1 ? 17u : 0u, i == 1 ? 17u : 0u, test::Fill::Noise, seed * 7 + i});
+    in.channel[i] = test::makeDib(
+        {w, h, 8, i == 1 ? 17u : 0u, i == 1 ? 17u : 0u, test::Fill::Noise, seed * 7 + i});
   in.dest = rgbImage(w, h, seed + 100);
   in.dest[16] = 12;  // merge writes compression 0
   return in;
@@ -510,10 +541,13 @@ TEST(Merge, EveryPixelThroughThePixelConversion) {
           px[1] = rgb[1];
           px[2] = rgb[0];
         }
-      test::ImageHandle h1(in.channel[0]), h2(in.channel[1]), h3(in.channel[2]), h4(in.channel[3]), dest(in.dest);
+      test::ImageHandle h1(in.channel[0]), h2(in.channel[1]), h3(in.channel[2]), h4(in.channel[3]),
+          dest(in.dest);
       test::resetCodes(0, 9);
       // Models other than 4 and 10 ignore the fourth channel, which may be 0.
-      EXPECT_EQ(MergeColorChannels(h1.get(), h2.get(), h3.get(), four ? h4.get() : nullptr, dest.get(), model), 1u);
+      EXPECT_EQ(MergeColorChannels(h1.get(), h2.get(), h3.get(), four ? h4.get() : nullptr,
+                                   dest.get(), model),
+                1u);
       EXPECT_EQ(test::lastError(), 0u);
       EXPECT_EQ(test::blockBytes(dest.get()), want) << "model " << model << " " << w << "x" << h;
       for (const auto* hd : {&h1, &h2, &h3, &h4, &dest}) EXPECT_TRUE(test::notLocked(hd->get()));
@@ -529,13 +563,16 @@ TEST(Merge, Refusals) {
   smallDest.resize(smallDest.size() - 1);
   struct Case {
     const char* what;
-    int slot;  // 0..3 channels, 4 the destination, -1 none
+    int slot;           // 0..3 channels, 4 the destination, -1 none
     Bytes replacement;  // empty: a null handle
     uint32_t model, code;
   };
   const Case cases[] = {
-      {"h1 null", 0, {}, 1, 4},      {"h3 null", 2, {}, 9, 4},   {"model 0", -1, {}, 0, 4},
-      {"model 11", -1, {}, 11, 4},   {"h3 compressed", 2, compressed, 6, 2},
+      {"h1 null", 0, {}, 1, 4},
+      {"h3 null", 2, {}, 9, 4},
+      {"model 0", -1, {}, 0, 4},
+      {"model 11", -1, {}, 11, 4},
+      {"h3 compressed", 2, compressed, 6, 2},
       {"h2 rows past its block", 1, shortChannel, 1, 2},
       {"h1 24-bit", 0, rgbImage(4, 3), 1, 0},
       {"h2 taller", 1, test::makeDib({4, 4, 8}), 1, 0},
@@ -553,8 +590,8 @@ TEST(Merge, Refusals) {
     }
     const Bytes destBefore = test::blockBytes(handles[4].get());
     test::resetCodes(0, 99);
-    EXPECT_EQ(MergeColorChannels(handles[0].get(), handles[1].get(), handles[2].get(), handles[3].get(),
-                                 handles[4].get(), c.model),
+    EXPECT_EQ(MergeColorChannels(handles[0].get(), handles[1].get(), handles[2].get(),
+                                 handles[3].get(), handles[4].get(), c.model),
               0u)
         << c.what;
     EXPECT_EQ(test::lastError(), c.code) << c.what;
@@ -569,8 +606,11 @@ TEST(Merge, Refusals) {
   compressed = in.channel[3];
   compressed[16] = 2;
   for (bool missing : {true, false}) {
-    test::ImageHandle h1(in.channel[0]), h2(in.channel[1]), h3(in.channel[2]), h4(compressed), dest(in.dest);
-    EXPECT_EQ(MergeColorChannels(h1.get(), h2.get(), h3.get(), missing ? nullptr : h4.get(), dest.get(), 10), 0u);
+    test::ImageHandle h1(in.channel[0]), h2(in.channel[1]), h3(in.channel[2]), h4(compressed),
+        dest(in.dest);
+    EXPECT_EQ(MergeColorChannels(h1.get(), h2.get(), h3.get(), missing ? nullptr : h4.get(),
+                                 dest.get(), 10),
+              0u);
     EXPECT_EQ(test::lastError(), missing ? 4u : 2u);
     for (const auto* h : {&h1, &h2, &h3, &dest}) {
       EXPECT_FALSE(test::notLocked(h->get()));

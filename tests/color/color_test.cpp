@@ -59,7 +59,11 @@ TEST(PixelConversions, WorkedExamples) {
       {"K is the smallest ink", 3, 4, {10, 20, 30}, {0, 10, 20, 10}},
       {"complement", 1, 3, {0, 100, 255}, {255, 155, 0, 0}},
       {"complement back", 3, 1, {0, 100, 255}, {255, 155, 0, 0}},
-      {"0.299 + 0.587 + 0.114 falls short of 1 in doubles", 1, 5, {255, 255, 255}, {254, 127, 127, 0}},
+      {"0.299 + 0.587 + 0.114 falls short of 1 in doubles",
+       1,
+       5,
+       {255, 255, 255},
+       {254, 127, 127, 0}},
   };
   for (const Example& e : examples) EXPECT_EQ(run(e.from, e.to, e.in), e.out) << e.rule;
   const NadiroColor3 cmy{{10, 20, 30}};
@@ -109,30 +113,24 @@ std::vector<Record> inputs(int n, uint32_t seed) {
 
 // In the order of the family table.
 const uint64_t kMemberDigests[72] = {
-    0xCFA199FF20EFBBA3ull, 0x72CC8B8C75BAFF35ull, 0x858CD7720A80CE88ull,
-    0xB38DA04FB488798Cull, 0xAFD2E4D210B4C45Full, 0x3CE5105656C5CC51ull,
-    0x694549D1AE70FC6Bull, 0xAEC724D8DDF3E7A6ull, 0xCFA199FF20EFBBA3ull,
-    0xC205D83601223995ull, 0xBE13EE8B19D24BE7ull, 0x379D87F15E55A0FCull,
-    0x42B025DC6743593Full, 0xC8A35B8D662B6DC3ull, 0x78A2BC6926968768ull,
-    0xADC09DD49F947FB3ull, 0x7EFBF33F8EA71A57ull, 0x5B1D083DEBC3A78Bull,
-    0x381FD0996702E49Dull, 0x5E071CE498C88653ull, 0xD7D7DBA1DF70A428ull,
-    0xD3585578F02AD346ull, 0x67AB0910032D28B7ull, 0xABCC282B37858BE4ull,
-    0xF50BA7B2CAE46A17ull, 0xC6CE3E45C85214B6ull, 0xCEA3E1E7B18C49DCull,
-    0xF24E1D5BE85A3A68ull, 0xA4E6F53D3FDF3BBEull, 0xDA4A4185BA1946A3ull,
-    0x9325F8A730A421F5ull, 0xBF6CCDE99434B422ull, 0xFE545EB6F959B1AAull,
-    0x0D5BEBF55E41C36Full, 0x31D7EB7AA56BBEB9ull, 0xEC6F9E573C021240ull,
-    0xA87404A38222DFF5ull, 0xBD55C23C38B184AAull, 0x7A30904F86EFF8D1ull,
-    0x3A1099D0DEF063D2ull, 0x5538282125D9C8D3ull, 0x129137DCD2F4E237ull,
-    0x7370B1D3C01A225Full, 0xAD4E8B729597530Full, 0x8370F19E845B957Aull,
-    0x81F11281ECC424A9ull, 0x3847115C81F17566ull, 0x330122292306924Aull,
-    0x36E74D025EF5D11Aull, 0x090DB0F106708C0Cull, 0xF7B2BCF26F3DD009ull,
-    0x343977347F63AE26ull, 0xB34869C0FA14A2AEull, 0xDC752A9991DF9F31ull,
-    0x3796E26501870BDCull, 0xE0D1DC2A551F0F89ull, 0xCC229C3ECD3E5375ull,
-    0xF16A9CBF98D8EF10ull, 0x62B5935DD3ACAC20ull, 0x5C035D062B14DD09ull,
-    0x4AFBDBDAD25C6C2Cull, 0x7DAEFD819787630Dull, 0xB41D723B4F640B68ull,
-    0x1060D73C71FF5D4Full, 0xFFBBF34C24810CF0ull, 0xB3AB36C326739616ull,
-    0x80694D30E304DC40ull, 0x53E3E847AE6ABC7Full, 0x5135D496DB2B79F0ull,
-    0x411C1C4603D7D814ull, 0xFA17947C4FB634A9ull, 0x8A681004FCE6A0DEull,
+    0xCFA199FF20EFBBA3ull, 0x72CC8B8C75BAFF35ull, 0x858CD7720A80CE88ull, 0xB38DA04FB488798Cull,
+    0xAFD2E4D210B4C45Full, 0x3CE5105656C5CC51ull, 0x694549D1AE70FC6Bull, 0xAEC724D8DDF3E7A6ull,
+    0xCFA199FF20EFBBA3ull, 0xC205D83601223995ull, 0xBE13EE8B19D24BE7ull, 0x379D87F15E55A0FCull,
+    0x42B025DC6743593Full, 0xC8A35B8D662B6DC3ull, 0x78A2BC6926968768ull, 0xADC09DD49F947FB3ull,
+    0x7EFBF33F8EA71A57ull, 0x5B1D083DEBC3A78Bull, 0x381FD0996702E49Dull, 0x5E071CE498C88653ull,
+    0xD7D7DBA1DF70A428ull, 0xD3585578F02AD346ull, 0x67AB0910032D28B7ull, 0xABCC282B37858BE4ull,
+    0xF50BA7B2CAE46A17ull, 0xC6CE3E45C85214B6ull, 0xCEA3E1E7B18C49DCull, 0xF24E1D5BE85A3A68ull,
+    0xA4E6F53D3FDF3BBEull, 0xDA4A4185BA1946A3ull, 0x9325F8A730A421F5ull, 0xBF6CCDE99434B422ull,
+    0xFE545EB6F959B1AAull, 0x0D5BEBF55E41C36Full, 0x31D7EB7AA56BBEB9ull, 0xEC6F9E573C021240ull,
+    0xA87404A38222DFF5ull, 0xBD55C23C38B184AAull, 0x7A30904F86EFF8D1ull, 0x3A1099D0DEF063D2ull,
+    0x5538282125D9C8D3ull, 0x129137DCD2F4E237ull, 0x7370B1D3C01A225Full, 0xAD4E8B729597530Full,
+    0x8370F19E845B957Aull, 0x81F11281ECC424A9ull, 0x3847115C81F17566ull, 0x330122292306924Aull,
+    0x36E74D025EF5D11Aull, 0x090DB0F106708C0Cull, 0xF7B2BCF26F3DD009ull, 0x343977347F63AE26ull,
+    0xB34869C0FA14A2AEull, 0xDC752A9991DF9F31ull, 0x3796E26501870BDCull, 0xE0D1DC2A551F0F89ull,
+    0xCC229C3ECD3E5375ull, 0xF16A9CBF98D8EF10ull, 0x62B5935DD3ACAC20ull, 0x5C035D062B14DD09ull,
+    0x4AFBDBDAD25C6C2Cull, 0x7DAEFD819787630Dull, 0xB41D723B4F640B68ull, 0x1060D73C71FF5D4Full,
+    0xFFBBF34C24810CF0ull, 0xB3AB36C326739616ull, 0x80694D30E304DC40ull, 0x53E3E847AE6ABC7Full,
+    0x5135D496DB2B79F0ull, 0x411C1C4603D7D814ull, 0xFA17947C4FB634A9ull, 0x8A681004FCE6A0DEull,
 };
 
 TEST(PixelConversions, EveryMemberMatchesItsDigest) {
@@ -154,7 +152,8 @@ constexpr uint8_t kUntouched = 0xA5;
 // The buffer conversion pixel by pixel: pixel n starts at n * in-size for
 // every start below length, is read whole, and its result goes to
 // n * out-size in model order.
-std::optional<Bytes> bufferFromMembers(const Bytes& src, int length, int from, int to, size_t size) {
+std::optional<Bytes> bufferFromMembers(const Bytes& src, int length, int from, int to,
+                                       size_t size) {
   if (from == to) return Bytes(size, kUntouched);
   const test::PixelMember* m = member(from, to);
   if (!m) return std::nullopt;
@@ -170,12 +169,11 @@ std::optional<Bytes> bufferFromMembers(const Bytes& src, int length, int from, i
 
 // Pairs with the under-colour-removal form (model 10), in from-major order.
 const uint64_t kUcrBufferDigests[18] = {
-    0xD11585D312CD0ABFull, 0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull,
-    0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull,
-    0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull,
-    0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull,
-    0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull,
-    0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull,
+    0xD11585D312CD0ABFull, 0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull,
+    0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull,
+    0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull,
+    0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull,
+    0x1D464AAA526FE5FFull, 0x1D464AAA526FE5FFull,
 };
 
 TEST(ConvertBuffer, EveryPairIsItsPixelConversionPerPixel) {
@@ -230,19 +228,22 @@ TEST(ConvertBuffer, RefusalsReturnMinusOneWithTheirCodes) {
     uint32_t code;
   };
   const Refusal refusals[] = {
-      {"source id 0", false, false, 6, 0, 1, 2},   {"target id 11", false, false, 6, 1, 11, 2},
+      {"source id 0", false, false, 6, 0, 1, 2},
+      {"target id 11", false, false, 6, 1, 11, 2},
       {"id before length", false, false, 0, 12, 1, 2},
       {"id before null buffers", true, true, 6, 1, -3, 2},
-      {"length 0", false, false, 0, 1, 6, 4},      {"negative length", false, false, -5, 1, 6, 4},
-      {"null source", true, false, 6, 1, 6, 4},    {"null target", false, true, 6, 1, 6, 4},
+      {"length 0", false, false, 0, 1, 6, 4},
+      {"negative length", false, false, -5, 1, 6, 4},
+      {"null source", true, false, 6, 1, 6, 4},
+      {"null target", false, true, 6, 1, 6, 4},
   };
   for (const Refusal& r : refusals) {
     Bytes src(16, 1), dst(16, kUntouched);
     test::resetCodes(0, 99);
-    EXPECT_EQ(ConvertColorSpace(r.nullSource ? nullptr : src.data(),
-                                r.nullTarget ? nullptr : dst.data(), r.length, r.from, r.to, 1,
-                                nullptr),
-              -1)
+    EXPECT_EQ(
+        ConvertColorSpace(r.nullSource ? nullptr : src.data(), r.nullTarget ? nullptr : dst.data(),
+                          r.length, r.from, r.to, 1, nullptr),
+        -1)
         << r.name;
     EXPECT_EQ(test::lastError(), r.code) << r.name;
     EXPECT_EQ(dst, Bytes(16, kUntouched)) << r.name;
@@ -305,13 +306,15 @@ TEST(ConvertImage, EveryPairMatchesItsDigest) {
       if (from != 4) depths.push_back(32);
       for (uint16_t bits : depths)
         for (int32_t width : {1, 2, 3, 5, 33}) {
-          test::ImageHandle img(sourceImage(from, width, 3, bits, static_cast<uint32_t>(width * 31 + to)));
+          test::ImageHandle img(
+              sourceImage(from, width, 3, bits, static_cast<uint32_t>(width * 31 + to)));
           test::resetCodes(0, 77);
           test::ImageHandle out(ConvertDIBColorSpace(img.get(), from, to, 0, nullptr));
           ASSERT_TRUE(out) << from << " to " << to;
           EXPECT_EQ(test::lastError(), 0u);
           EXPECT_TRUE(test::notLocked(out.get()));
-          h = test::digest(test::blockBytes(out.get()), test::digest(test::blockBytes(img.get()), h));
+          h = test::digest(test::blockBytes(out.get()),
+                           test::digest(test::blockBytes(img.get()), h));
         }
     }
     EXPECT_EQ(test::hex(h), test::hex(kImageDigests[from - 1])) << "from model " << from;
@@ -352,11 +355,16 @@ TEST(ConvertImage, RefusalsReturnNullWithTheirCodes) {
     uint32_t tag, code;
   };
   const Refusal refusals[] = {
-      {"source id 0", 0, 1, 24, 0, 2},         {"target id 11", 1, 11, 24, 0, 2},
-      {"negative id", -1, 1, 24, 0, 2},        {"RGB tagged HSV", 1, 6, 24, 14, 2},
-      {"RGB compressed", 1, 6, 24, 1, 2},      {"HSV untagged", 6, 1, 24, 0, 2},
-      {"model 10 is no source", 10, 1, 32, 12, 2}, {"not even to itself", 10, 10, 32, 12, 2},
-      {"8-bit RGB", 1, 6, 8, 0, 0},            {"16-bit", 1, 6, 16, 0, 0},
+      {"source id 0", 0, 1, 24, 0, 2},
+      {"target id 11", 1, 11, 24, 0, 2},
+      {"negative id", -1, 1, 24, 0, 2},
+      {"RGB tagged HSV", 1, 6, 24, 14, 2},
+      {"RGB compressed", 1, 6, 24, 1, 2},
+      {"HSV untagged", 6, 1, 24, 0, 2},
+      {"model 10 is no source", 10, 1, 32, 12, 2},
+      {"not even to itself", 10, 10, 32, 12, 2},
+      {"8-bit RGB", 1, 6, 8, 0, 0},
+      {"16-bit", 1, 6, 16, 0, 0},
   };
   for (const Refusal& r : refusals) {
     const Bytes bytes = test::makeDib({5, 3, r.bits, 0, 0, test::Fill::Noise, 2, r.tag});

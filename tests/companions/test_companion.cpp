@@ -27,8 +27,12 @@ namespace v = nadiro::test::changed;
 
 extern "C" {
 
-TEST_EXPORT NadiroHandle NADIRO_CALL TestLastImage() { return gLastImage; }
-TEST_EXPORT int32_t NADIRO_CALL TestLastNameLength() { return gLastNameLength; }
+TEST_EXPORT NadiroHandle NADIRO_CALL TestLastImage() {
+  return gLastImage;
+}
+TEST_EXPORT int32_t NADIRO_CALL TestLastNameLength() {
+  return gLastNameLength;
+}
 
 TEST_EXPORT int32_t NADIRO_CALL DesaturateUI(NadiroHandle image) {
   gLastImage = image;

@@ -16,9 +16,12 @@ namespace {
 
 const char* folderName(Companion kind) {
   switch (kind) {
-    case Companion::Cancel: return "cancel";
-    case Companion::Change: return "change";
-    case Companion::Partial: return "partial";
+    case Companion::Cancel:
+      return "cancel";
+    case Companion::Change:
+      return "change";
+    case Companion::Partial:
+      return "partial";
   }
   return "";
 }

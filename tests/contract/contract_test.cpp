@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <optional>
 #include <cstring>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -36,10 +36,14 @@ uint32_t gConvolutionCode = 0;  // the convolution's *errorOut
 
 uint32_t codeIn(Field f) {
   switch (f) {
-    case Field::Pixel: return test::pixelStatus();
-    case Field::Last: return test::lastError();
-    case Field::Convolution: return gConvolutionCode;
-    case Field::None: break;
+    case Field::Pixel:
+      return test::pixelStatus();
+    case Field::Last:
+      return test::lastError();
+    case Field::Convolution:
+      return gConvolutionCode;
+    case Field::None:
+      break;
   }
   return 0;
 }
@@ -58,15 +62,15 @@ Output made(MemHandle out, MemHandle image) {
 
 template <int32_t Bits>
 Bytes greyImage() {
-  return test::makeDib({13, 5, Bits == 0 ? uint16_t{8} : uint16_t{Bits}, 0, 0, test::Fill::Noise, 3},
-                       true);
+  return test::makeDib(
+      {13, 5, Bits == 0 ? uint16_t{8} : uint16_t{Bits}, 0, 0, test::Fill::Noise, 3}, true);
 }
-Bytes rgbImage() { return test::image24(13, 5, 4); }
+Bytes rgbImage() {
+  return test::image24(13, 5, 4);
+}
 
-#define DIFFUSION(F) \
-  [](MemHandle h, int32_t) { return made(F(h, 1), h); }
-#define DIFFUSION_EX(F) \
-  [](MemHandle h, int32_t) { return made(F(h, 1, 1), h); }
+#define DIFFUSION(F) [](MemHandle h, int32_t) { return made(F(h, 1), h); }
+#define DIFFUSION_EX(F) [](MemHandle h, int32_t) { return made(F(h, 1, 1), h); }
 
 Output convolution(MemHandle h, int32_t flags, bool wide) {
   static const int16_t kBlur[10] = {1, 1, 1, 1, 2, 1, 1, 1, 1, 0};
@@ -115,24 +119,32 @@ namespace v = test::changed;
 const ImageExport kImageExports[] = {
     {"DitherOrdered", [](MemHandle h, int32_t) { return made(DitherOrdered(h, 4), h); },
      greyImage<8>, Field::None, 0, 0, false, false, nullptr, false},
-    {"DitherFS4", DIFFUSION(DitherFS4), greyImage<8>, Field::Pixel, 8, 17, false, false, nullptr, false},
-    {"DitherFS4Ex", DIFFUSION_EX(DitherFS4Ex), greyImage<8>, Field::Pixel, 8, 17, false, false, nullptr, false},
-    {"DitherJJN", DIFFUSION(DitherJJN), greyImage<8>, Field::Pixel, 8, 17, false, false, nullptr, false},
-    {"DitherJJNEx", DIFFUSION_EX(DitherJJNEx), greyImage<8>, Field::Pixel, 8, 17, false, false, nullptr, false},
-    {"DitherStucki", DIFFUSION(DitherStucki), rgbImage, Field::Pixel, 8, 17, false, false, nullptr, false},
-    {"DitherBurkes", DIFFUSION(DitherBurkes), rgbImage, Field::Pixel, 8, 17, false, false, nullptr, false},
-    {"DitherSierra", DIFFUSION(DitherSierra), greyImage<4>, Field::Pixel, 8, 17, false, false, nullptr, false},
+    {"DitherFS4", DIFFUSION(DitherFS4), greyImage<8>, Field::Pixel, 8, 17, false, false, nullptr,
+     false},
+    {"DitherFS4Ex", DIFFUSION_EX(DitherFS4Ex), greyImage<8>, Field::Pixel, 8, 17, false, false,
+     nullptr, false},
+    {"DitherJJN", DIFFUSION(DitherJJN), greyImage<8>, Field::Pixel, 8, 17, false, false, nullptr,
+     false},
+    {"DitherJJNEx", DIFFUSION_EX(DitherJJNEx), greyImage<8>, Field::Pixel, 8, 17, false, false,
+     nullptr, false},
+    {"DitherStucki", DIFFUSION(DitherStucki), rgbImage, Field::Pixel, 8, 17, false, false, nullptr,
+     false},
+    {"DitherBurkes", DIFFUSION(DitherBurkes), rgbImage, Field::Pixel, 8, 17, false, false, nullptr,
+     false},
+    {"DitherSierra", DIFFUSION(DitherSierra), greyImage<4>, Field::Pixel, 8, 17, false, false,
+     nullptr, false},
     {"DitherSA", DIFFUSION(DitherSA), rgbImage, Field::Pixel, 8, 17, false, false, nullptr, false},
-    {"DitherSharp", DIFFUSION(DitherSharp), greyImage<8>, Field::Pixel, 17, 1,
-     false, false, nullptr, true},
-    {"DitherSmooth", DIFFUSION(DitherSmooth), rgbImage, Field::Pixel, 17, 1,
-     false, false, nullptr, true},
+    {"DitherSharp", DIFFUSION(DitherSharp), greyImage<8>, Field::Pixel, 17, 1, false, false,
+     nullptr, true},
+    {"DitherSmooth", DIFFUSION(DitherSmooth), rgbImage, Field::Pixel, 17, 1, false, false, nullptr,
+     true},
     {"ColorBrightnessContrast",
      [](MemHandle h, int32_t m) { return made(ColorBrightnessContrast(h, -30, 45, m & 2), h); },
      rgbImage, Field::Pixel, 8, 17, false, true,
      [](MemHandle h, int32_t) {
        return made(ColorBrightnessContrast(h, v::kBrightness, v::kContrast, 0), h);
-     }, false},
+     },
+     false},
     {"ColorHueSaturation",
      [](MemHandle h, int32_t m) {
        return made(ColorHueSaturation(h, 40, 30, -20, 0, 0, m, nullptr), h);
@@ -141,13 +153,17 @@ const ImageExport kImageExports[] = {
      [](MemHandle h, int32_t) {  // 30, 15 and 283 degrees are bytes 21, 10 and 200
        return made(ColorHueSaturation(h, 30, v::kSaturation, v::kIntensity, 15, 283, 0, nullptr),
                    h);
-     }, false},
+     },
+     false},
     {"ColorCMYKLevels",
-     [](MemHandle h, int32_t m) { return made(ColorCMYKLevels(h, 20, -40, 60, -80, m, nullptr), h); },
+     [](MemHandle h, int32_t m) {
+       return made(ColorCMYKLevels(h, 20, -40, 60, -80, m, nullptr), h);
+     },
      rgbImage, Field::Last, 4, 0, true, true,
      [](MemHandle h, int32_t) {  // factors 0.25, 1.5, 0.75, 2
        return made(ColorCMYKLevels(h, -75, 50, -25, 100, 0, nullptr), h);
-     }, false},
+     },
+     false},
     {"Desaturate", [](MemHandle h, int32_t m) { return made(Desaturate(h, m, nullptr), h); },
      rgbImage, Field::Last, 4, 0, true, true,
      [](MemHandle h, int32_t) { return made(Desaturate(h, 0, nullptr), h); }, false},
@@ -156,7 +172,8 @@ const ImageExport kImageExports[] = {
      rgbImage, Field::Last, 4, 0, true, true,
      [](MemHandle h, int32_t) {
        return made(GammaCorrection(h, v::kGammaRed, v::kGammaGreen, v::kGammaBlue, 0, nullptr), h);
-     }, false},
+     },
+     false},
     {"ReplaceColor",
      [](MemHandle h, int32_t m) {
        return made(ReplaceColor(h, 0x00707070, 0x00606060, 90, -50, 25, m, nullptr), h);
@@ -166,7 +183,8 @@ const ImageExport kImageExports[] = {
        return made(ReplaceColor(h, v::kColour, v::kTolerance, -180, v::kReplaceSaturation,
                                 v::kReplaceIntensity, 0, nullptr),
                    h);
-     }, false},
+     },
+     false},
     {"ConvertDIBColorSpace",
      [](MemHandle h, int32_t m) { return made(ConvertDIBColorSpace(h, 1, 6, m & 1, nullptr), h); },
      rgbImage, Field::Last, 0, 0, true, false, nullptr, false},
@@ -175,12 +193,14 @@ const ImageExport kImageExports[] = {
     {"ColorConvolutionW", [](MemHandle h, int32_t m) { return convolution(h, m, true); }, rgbImage,
      Field::Convolution, 8, 17, true, true,
      [](MemHandle h, int32_t) { return convolution(h, 0, true); }, false},
-    {"ColorConvolutionA", [](MemHandle h, int32_t m) { return convolution(h, m, false); },
-     rgbImage, Field::Convolution, 8, 17, true, true,
+    {"ColorConvolutionA", [](MemHandle h, int32_t m) { return convolution(h, m, false); }, rgbImage,
+     Field::Convolution, 8, 17, true, true,
      [](MemHandle h, int32_t) { return convolution(h, 0, false); }, false},
 };
 
-void PrintTo(const ImageExport& e, std::ostream* os) { *os << e.name; }
+void PrintTo(const ImageExport& e, std::ostream* os) {
+  *os << e.name;
+}
 
 // The image through the call must come back as it was and unlocked; a call
 // that fails must free all it made. (A call that succeeds may leave the
@@ -239,14 +259,19 @@ TEST_P(ImageContract, MalformedBlocksNeitherCrashNorChangeTheImage) {
   const ImageExport& e = GetParam();
   const Bytes good = e.image();
   std::vector<Bytes> damaged;
-  for (size_t keep : {size_t{0}, size_t{4}, size_t{39}, size_t{40}, size_t{41}, good.size() - 1})
+  for (size_t keep : {size_t{0}, size_t{4}, size_t{39}, size_t{40}, size_t{41}, good.size() - 1}) {
+#if defined(_WIN32)
+    if (keep == 0) continue;  // a zero-byte movable block is a discarded one that never locks
+#endif
     damaged.emplace_back(good.begin(), good.begin() + static_cast<ptrdiff_t>(keep));
+  }
   struct Poke {
     size_t at;
     uint32_t value;
   };
-  for (Poke p : {Poke{0, 12}, Poke{0, 0}, Poke{4, 0x7FFFFFFF}, Poke{4, 0x80000000}, Poke{8, 0xFFFFFFFF},
-                 Poke{8, 100000}, Poke{16, 1}, Poke{20, 0xFFFFFF00}, Poke{32, 0x10000}}) {
+  for (Poke p :
+       {Poke{0, 12}, Poke{0, 0}, Poke{4, 0x7FFFFFFF}, Poke{4, 0x80000000}, Poke{8, 0xFFFFFFFF},
+        Poke{8, 100000}, Poke{16, 1}, Poke{20, 0xFFFFFF00}, Poke{32, 0x10000}}) {
     Bytes b = good;
     test::put<uint32_t>(b, p.at, p.value);
     damaged.push_back(std::move(b));

@@ -54,14 +54,22 @@ struct Variant {
 };
 
 const Variant kVariants[] = {
-    {"FS4", [](NadiroHandle h, int32_t b) { return DitherFS4(h, b); }, test::refFloydSteinberg, true},
-    {"FS4ExFlag1", [](NadiroHandle h, int32_t b) { return DitherFS4Ex(h, b, 1); }, test::refFloydSteinberg, false},
-    {"FS4ExFlagMinus9", [](NadiroHandle h, int32_t b) { return DitherFS4Ex(h, b, -9); }, test::refFloydSteinberg, false},
-    {"JJN", [](NadiroHandle h, int32_t b) { return DitherJJN(h, b); }, test::refJarvisJudiceNinke, true},
-    {"JJNExFlag1", [](NadiroHandle h, int32_t b) { return DitherJJNEx(h, b, 1); }, test::refJarvisJudiceNinke, false},
-    {"Stucki", [](NadiroHandle h, int32_t b) { return DitherStucki(h, b); }, test::refStucki, false},
-    {"Burkes", [](NadiroHandle h, int32_t b) { return DitherBurkes(h, b); }, test::refBurkes, false},
-    {"Sierra", [](NadiroHandle h, int32_t b) { return DitherSierra(h, b); }, test::refSierra, false},
+    {"FS4", [](NadiroHandle h, int32_t b) { return DitherFS4(h, b); }, test::refFloydSteinberg,
+     true},
+    {"FS4ExFlag1", [](NadiroHandle h, int32_t b) { return DitherFS4Ex(h, b, 1); },
+     test::refFloydSteinberg, false},
+    {"FS4ExFlagMinus9", [](NadiroHandle h, int32_t b) { return DitherFS4Ex(h, b, -9); },
+     test::refFloydSteinberg, false},
+    {"JJN", [](NadiroHandle h, int32_t b) { return DitherJJN(h, b); }, test::refJarvisJudiceNinke,
+     true},
+    {"JJNExFlag1", [](NadiroHandle h, int32_t b) { return DitherJJNEx(h, b, 1); },
+     test::refJarvisJudiceNinke, false},
+    {"Stucki", [](NadiroHandle h, int32_t b) { return DitherStucki(h, b); }, test::refStucki,
+     false},
+    {"Burkes", [](NadiroHandle h, int32_t b) { return DitherBurkes(h, b); }, test::refBurkes,
+     false},
+    {"Sierra", [](NadiroHandle h, int32_t b) { return DitherSierra(h, b); }, test::refSierra,
+     false},
     {"SA", [](NadiroHandle h, int32_t b) { return DitherSA(h, b); }, test::refStevensonArce, false},
 };
 
@@ -69,11 +77,14 @@ class Diffusion : public testing::TestWithParam<Variant> {};
 
 TEST_P(Diffusion, MatchesTheEngineOnAwkwardImages) {
   const Variant& v = GetParam();
-  for (auto [depth, bits] : {std::pair<uint16_t, int32_t>{4, 1}, {8, 1}, {8, 4}, {24, 1}, {24, 4}, {24, 8}}) {
+  for (auto [depth, bits] :
+       {std::pair<uint16_t, int32_t>{4, 1}, {8, 1}, {8, 4}, {24, 1}, {24, 4}, {24, 8}}) {
     SCOPED_TRACE(std::to_string(depth) + " to " + std::to_string(bits) + " bits");
     test::expectMatchOnAwkwardImages(
         depth, 1, [&](MemHandle h) { return v.call(h, bits); },
-        [&](const Bytes& in) { return test::refDiffuse(in, bits, v.kernel(), v.overwriting || bits == 8); });
+        [&](const Bytes& in) {
+          return test::refDiffuse(in, bits, v.kernel(), v.overwriting || bits == 8);
+        });
   }
 }
 
@@ -87,7 +98,8 @@ TEST_P(Diffusion, MatchesTheEngineOnSaturatedImages) {
       test::ImageHandle img(in);
       test::ImageHandle out(v.call(img.get(), bits));
       ASSERT_TRUE(out);
-      EXPECT_EQ(test::blockBytes(out.get()), test::refDiffuse(in, bits, v.kernel(), v.overwriting || bits == 8))
+      EXPECT_EQ(test::blockBytes(out.get()),
+                test::refDiffuse(in, bits, v.kernel(), v.overwriting || bits == 8))
           << bits << " bits, width " << width;
     }
 }
@@ -98,7 +110,8 @@ TEST_P(Diffusion, RefusesWithTheDocumentedCodes) {
   const Export call = GetParam().call;
   for (int32_t bits : {0, 2, 3, 5, 16, 24, -1})
     expectRefused(call, test::garbageHandle(3), bits, NADIRO_PIXEL_BAD_ARGUMENT, "bits");
-  for (auto [depth, bits] : {std::pair<uint16_t, int32_t>{4, 4}, {8, 8}, {1, 1}, {16, 1}, {32, 8}}) {
+  for (auto [depth, bits] :
+       {std::pair<uint16_t, int32_t>{4, 4}, {8, 8}, {1, 1}, {16, 1}, {32, 8}}) {
     test::ImageHandle h(test::makeDib({6, 3, depth}));
     expectRefused(call, h.get(), bits, NADIRO_PIXEL_BAD_SOURCE_DEPTH, "depth");
   }
@@ -189,23 +202,27 @@ TEST(Window, DocumentedWindows) {
 
 // Sharp then Smooth, sources 4, 8, 24 bits to 1 and 4 bits.
 const uint64_t kWindowDigests[2] = {
-    0x86ED3ED70D6D5972ull, 0x60CA31B37DB95D03ull,
+    0x86ED3ED70D6D5972ull,
+    0x60CA31B37DB95D03ull,
 };
 
 TEST(Window, AwkwardImagesMatchTheirDigests) {
   for (bool sharp : {true, false}) {
     uint64_t h = test::digest({});
     uint32_t seed = 100;
-    for (auto [depth, bits] : {std::pair<uint16_t, int32_t>{4, 1}, {8, 1}, {8, 4}, {24, 1}, {24, 4}})
+    for (auto [depth, bits] :
+         {std::pair<uint16_t, int32_t>{4, 1}, {8, 1}, {8, 4}, {24, 1}, {24, 4}})
       for (test::Fill fill : {test::Fill::Flat, test::Fill::Gradient, test::Fill::Noise})
         for (int32_t height : {1, 2, 3, 7})
           for (int32_t width : {1, 2, 3, 5, 8, 9, 17, 33}) {
             test::ImageHandle in(test::makeDib({width, height, depth, 0, 0, fill, ++seed}));
-            test::ImageHandle out(sharp ? DitherSharp(in.get(), bits) : DitherSmooth(in.get(), bits));
+            test::ImageHandle out(sharp ? DitherSharp(in.get(), bits)
+                                        : DitherSmooth(in.get(), bits));
             ASSERT_TRUE(out);
             h = test::digest(test::blockBytes(out.get()), h);
           }
-    EXPECT_EQ(test::hex(h), test::hex(kWindowDigests[sharp ? 0 : 1])) << (sharp ? "Sharp" : "Smooth");
+    EXPECT_EQ(test::hex(h), test::hex(kWindowDigests[sharp ? 0 : 1]))
+        << (sharp ? "Sharp" : "Smooth");
   }
 }
 
@@ -285,7 +302,8 @@ Bytes orderedByRule(const Bytes& in, uint32_t type) {
   const auto m = documentedMatrix(type);
   const int n = static_cast<int>(m.size());
   int largestEntry = 0, largest = 0;
-  for (const auto& r : m) largestEntry = std::max(largestEntry, *std::max_element(r.begin(), r.end()));
+  for (const auto& r : m)
+    largestEntry = std::max(largestEntry, *std::max_element(r.begin(), r.end()));
   for (int y = 0; y < h; ++y)
     for (int x = 0; x < w; ++x) largest = std::max<int>(largest, at(x, y));
   const size_t s1 = (static_cast<size_t>(w) + 31) / 32 * 4;

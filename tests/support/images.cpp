@@ -33,9 +33,15 @@ Bytes makeDib(const ImageShape& s, bool greyTable) {
   for (size_t i = 0; i < pixelBytes; ++i) {
     const size_t row = i / stride, col = i % stride;
     switch (s.fill) {
-      case Fill::Flat: px[i] = flat; break;
-      case Fill::Gradient: px[i] = static_cast<uint8_t>((col * 7 + row * 13) & 0xFF); break;
-      case Fill::Noise: px[i] = static_cast<uint8_t>(rng()); break;
+      case Fill::Flat:
+        px[i] = flat;
+        break;
+      case Fill::Gradient:
+        px[i] = static_cast<uint8_t>((col * 7 + row * 13) & 0xFF);
+        break;
+      case Fill::Noise:
+        px[i] = static_cast<uint8_t>(rng());
+        break;
     }
   }
   return b;
@@ -124,7 +130,9 @@ ProgressRecorder::ProgressRecorder() {
   NadiroSetProgressHook(&h);
 }
 
-ProgressRecorder::~ProgressRecorder() { NadiroSetProgressHook(nullptr); }
+ProgressRecorder::~ProgressRecorder() {
+  NadiroSetProgressHook(nullptr);
+}
 #endif
 
 }  // namespace nadiro::test

@@ -75,8 +75,12 @@ inline void resetCodes(uint32_t pixelStatus = 99, uint32_t lastError = 99) {
   ThreadErrorBlock()->pixelStatus = pixelStatus;
   ThreadErrorBlock()->lastError = lastError;
 }
-inline uint32_t pixelStatus() { return ThreadErrorBlock()->pixelStatus; }
-inline uint32_t lastError() { return ThreadErrorBlock()->lastError; }
+inline uint32_t pixelStatus() {
+  return ThreadErrorBlock()->pixelStatus;
+}
+inline uint32_t lastError() {
+  return ThreadErrorBlock()->lastError;
+}
 
 // True when the call frees everything it allocates (POSIX: a freed slot of
 // the handle table is the next one handed out; elsewhere always true).
