@@ -8,15 +8,26 @@
 #            build NadiroUser.dll and run its test program.
 #   bench    OpenCV, Pillow, numpy and ImageMagick, the peers bench/compare
 #            times Nadiro against.
+#   python   cffi, numpy, Pillow, pytest, Dask and distributed, for the Python
+#            package and its tests.
+#   package  dpkg-dev and fakeroot, to build and inspect the .deb with CPack.
 set -euo pipefail
 
-packages=(cmake g++ ninja-build pkg-config libgtest-dev libbenchmark-dev libpng-dev libjpeg62-turbo-dev)
+# The tool reads and writes pictures through libpng, libjpeg, libwebp, libtiff
+# and giflib; its end-to-end test makes and reads pictures with Pillow.
+packages=(cmake g++ ninja-build pkg-config libgtest-dev libbenchmark-dev libpng-dev libjpeg62-turbo-dev
+          libwebp-dev libtiff-dev libgif-dev python3-pil)
 want_i386=0
 # Extra package groups, asked for by the scripts that need them.
 for group in "$@"; do
   case "$group" in
     browser) packages+=(chromium) ;;
     bench) packages+=(python3 python3-numpy python3-opencv python3-pil imagemagick) ;;
+    python)
+      packages+=(python3 python3-cffi python3-numpy python3-pil python3-pytest python3-dask
+                 python3-distributed)
+      ;;
+    package) packages+=(dpkg-dev fakeroot file) ;;
     windows)
       packages+=(g++-mingw-w64-i686 wine wine32:i386 wine64 xvfb xauth)
       want_i386=1

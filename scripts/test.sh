@@ -2,10 +2,12 @@
 # Builds Nadiro and runs every test: an optimised build, then the whole suite
 # again under AddressSanitizer + UndefinedBehaviorSanitizer, then the 32-bit
 # Windows module (NadiroUser.dll, cross-built with mingw-w64) with the same
-# suite as a Windows program under Wine.
+# suite as a Windows program under Wine. The release suite includes the
+# installed-tree and .deb checks and the Python package's tests; run as root,
+# the .deb is also installed for real, checked and removed again.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh browser windows bench
+scripts/install-deps.sh browser windows bench python package
 jobs=$(nproc)
 for preset in release asan; do
   echo "== $preset: build"
@@ -14,6 +16,17 @@ for preset in release asan; do
   echo "== $preset: tests"
   ctest --preset "$preset" -j "$jobs"
 done
+
+if [ "$(id -u)" -eq 0 ] && ! dpkg-query -W nadiro >/dev/null 2>&1; then
+  echo "== .deb: dpkg -i, the installed-tree check on /usr, dpkg -r"
+  rm -rf build/deb-system && mkdir -p build/deb-system
+  cpack -G DEB --config build/release/CPackConfig.cmake -B build/deb-system >/dev/null
+  dpkg -i build/deb-system/nadiro_*.deb >/dev/null
+  status=0
+  bash tests/install/installed_tree_test.sh "$PWD" /usr build/deb-system/checks || status=$?
+  dpkg -r nadiro >/dev/null
+  [ "$status" -eq 0 ]
+fi
 
 echo "== peer comparison (a small picture, so the script cannot rot)"
 bench/compare --size 320x200 --runs 1 --lib build/release/libNadiroUser.so

@@ -4,6 +4,8 @@
 set -u
 nadiro=$1
 work=$2
+here=$(dirname "$0")
+python=/usr/bin/python3  # Debian's, with Pillow
 rm -rf "$work" && mkdir -p "$work"
 failures=0
 check() {  # check DESCRIPTION COMMAND...
@@ -18,7 +20,7 @@ expect_refusal() {  # expect_refusal NAME EXPECTED_EXIT ARGS...
   check "$name: one line on stderr" test "$(wc -l <"$work/err.txt")" -eq 1
 }
 
-check "--version" test "$("$nadiro" --version)" = "Version 13.10"
+check "--version" test "$("$nadiro" --version)" = "nadiro 13.10"
 check "--help lists ordered-dither" grep -q ordered-dither <("$nadiro" --help)
 for cmd in $("$nadiro" --help | awk '/^  [a-z]/{print $1}'); do
   check "$cmd --help" "$nadiro" "$cmd" --help >/dev/null
@@ -115,16 +117,119 @@ check "color RGB HSV 255 0 0" test "$("$nadiro" color RGB HSV 255 0 0)" = "0 255
 check "color CMYK RGB wraps" test "$("$nadiro" color CMYK RGB 200 0 0 100)" = "211 155 155"
 expect_refusal "color with a missing component" 2 color RGB LAB 1 2
 expect_refusal "color with a byte out of range" 2 color RGB LAB 1 2 256
-check "convert to HSV" "$nadiro" convert --to HSV "$sample" "$work/hsv.bmp"
+check "convert to HSV, tagged" "$nadiro" convert --to HSV --tagged "$sample" "$work/hsv.bmp"
 check "HSV result is tagged 14" test "$(od -An -tu4 -j30 -N4 "$work/hsv.bmp" | tr -d ' ')" = 14
-expect_refusal "tagged result as PNG" 1 convert --to HSV "$sample" "$work/hsv.png"
-check "convert to CMY and back" "$nadiro" convert --to CMY "$sample" "$work/cmy.bmp"
+expect_refusal "model result as JPEG, before any work" 2 convert --to HSV "$work/missing.png" "$work/hsv.jpg"
+check "convert to CMY and back" "$nadiro" convert --to CMY --tagged "$sample" "$work/cmy.bmp"
 check "back from CMY" "$nadiro" convert --from CMY --to RGB "$work/cmy.bmp" "$work/rgb.bmp"
 "$nadiro" convert --to RGB "$sample" "$work/rgb-direct.bmp" >/dev/null 2>&1
 check "CMY round trip is exact" cmp -s "$work/rgb.bmp" "$work/rgb-direct.bmp"
 expect_refusal "source model that does not match the tag" 1 convert --from HSV --to RGB "$work/cmy.bmp" "$work/x.bmp"
 expect_refusal "unknown model" 2 convert --to PANTONE "$sample" "$work/x.bmp"
 check "demo shows the colour-model channels" test "$(ls "$work"/demo/model-*.png | wc -l)" -eq 32
+
+# The faults a new user met on photographs, one row each:
+# name | exit code | stderr fragment | files that must exist | files that must not | command
+P=$work/pics; mkdir -p "$P"; "$python" "$here/pictures.py" make "$P"
+S=$sample; W=$work/faults; mkdir -p "$W"; cp "$S" "$W/a.png"; cp "$S" "$W/keep.png"
+"$nadiro" gamma "$S" "$W/a.jpg" && "$nadiro" gamma "$S" "$W/b.jpg"
+mkdir "$W/folder"; : >"$W/plain-file"; printf 'x' >"$W/-dash.png"; cp "$S" "$W/-dash.png"
+while IFS='|' read -r name code fragment present absent command; do
+  [ -z "$name" ] && continue
+  eval "\"\$nadiro\" $command" >"$W/out.txt" 2>"$W/err.txt"
+  got=$?
+  check "$name: exit $code (got $got)" test "$got" -eq "$code"
+  [ -n "$fragment" ] && check "$name: says '$fragment'" grep -qF -- "$fragment" "$W/err.txt"
+  for f in $present; do check "$name: wrote $f" test -s "$W/$f"; done
+  for f in $absent; do check "$name: did not write $f" test ! -e "$W/$f"; done
+done <<'TABLE'
+default format holds a model|0||yuv/a.png yuv/b.png||convert --to YUV "$W/a.jpg" "$W/b.jpg" --out-dir "$W/yuv"
+grey JPEG channels|0||lab-L.jpg lab-A.jpg lab-B.jpg||split --model lab "$W/a.jpg" "$W/lab.jpg"
+split a batch|0||sp/a-H.jpg sp/b-V.jpg||split -m hsv "$W/a.jpg" "$W/b.jpg" -o "$W/sp"
+merge a batch|0||mg/a.png mg/b.png||merge -m hsv "$W/sp/a-H.jpg" "$W/sp/a-S.jpg" "$W/sp/a-V.jpg" "$W/sp/b-H.jpg" "$W/sp/b-S.jpg" "$W/sp/b-V.jpg" -o "$W/mg" --format png
+missing out-dir created|0||new/deeper/a.png||desaturate "$W/a.png" --out-dir "$W/new/deeper"
+out-dir that is a file|1|is a file||plain-file/a.png|desaturate "$W/a.png" --out-dir "$W/plain-file"
+gamma out of range, before reading|2|--red must be a whole number from 10 to 500||g.png|gamma --red 5 "$W/missing.png" "$W/g.png"
+cmyk-levels out of range|2|--black must||c.png|cmyk-levels --black 101 "$W/a.png" "$W/c.png"
+brightness-contrast out of range|2|--contrast must||bc.png|brightness-contrast --contrast -101 "$W/a.png" "$W/bc.png"
+hue-saturation out of range|2|--hue must||hs.png|hue-saturation --hue 181 "$W/a.png" "$W/hs.png"
+hue range with equal ends|2|--range takes||hr.png|hue-saturation --range 90:90 "$W/a.png" "$W/hr.png"
+replace-color out of range|2|--saturation must||rc.png|replace-color --color 1,2,3 --saturation 300 "$W/a.png" "$W/rc.png"
+quality out of range|2|--quality must||q.jpg|desaturate --quality 0 "$W/a.png" "$W/q.jpg"
+demo into a plain file|1|is a file|||demo --out "$W/plain-file"
+plain BMP from convert|0||hsv.bmp||convert --to HSV "$W/a.png" "$W/hsv.bmp"
+model PNG read back without --from|0||cmy.png back.png||convert --to CMY "$W/a.png" "$W/cmy.png" && "$nadiro" convert --to RGB "$W/cmy.png" "$W/back.png"
+output over its input refused|2|would replace the input|||desaturate "$W/keep.png" "$W/keep.png"
+output named by --format over its input|2|would replace the input|||desaturate --format png "$W/keep.png" "$W/keep"
+an earlier output replaced|0||again.png||desaturate "$W/a.png" "$W/again.png" && "$nadiro" desaturate "$W/a.png" "$W/again.png"
+output over its input with --force|0||||desaturate --force "$W/a.png" "$W/a.png"
+a folder as input|1|is a folder|||desaturate "$W/folder" "$W/f.png"
+missing kernel file blamed|1|nope.knl: No such file||k.png|convolve --kernel-file "$W/nope.knl" "$W/a.png" "$W/k.png"
+convert without --to|2|--to MODEL is required|||convert "$W/a.png" "$W/x.png"
+wrong --from in words|1|holds CMY, not HSV||x.png|convert --tagged --to CMY "$W/a.png" "$W/t.bmp" && "$nadiro" convert --from HSV --to RGB "$W/t.bmp" "$W/x.png"
+-- ends the options|0||dash-out.png||desaturate -- "$W/-dash.png" "$W/dash-out.png"
+standard input and output|0||piped.png||desaturate --format png - - <"$W/a.jpg" >"$W/piped.png"
+standard output needs a format|2|needs --format|||desaturate "$W/a.png" -
+TABLE
+check "the refused input is unchanged" cmp -s "$S" "$W/keep.png"
+"$nadiro" cmyk-levels --black 60 "$S" "$W/wrap.png" 2>"$W/err.txt"
+check "cmyk-levels says when pixels wrap" grep -q "wrapped round" "$W/err.txt"
+"$nadiro" cmyk-levels --black -60 "$S" "$W/nowrap.png" 2>"$W/err.txt"
+check "cmyk-levels quiet when nothing wraps" test ! -s "$W/err.txt"
+check "demo on the user's picture" "$nadiro" demo --in "$P/rotated.jpg" --out "$W/own-demo" >/dev/null
+check "demo on the user's picture: upright sample" test "$("$python" "$here/pictures.py" info "$W/own-demo/sample.png" | cut -d' ' -f1-2)" = "32 64"
+check "demo captions are commands" grep -q '<code>nadiro split --model hsv sample.png model-hsv.png</code>' "$W/own-demo/index.html"
+check "plain BMP: compression field 0" test "$(od -An -tu4 -j30 -N4 "$W/hsv.bmp" | tr -d ' ')" = 0
+check "plain BMP opens in Pillow" "$python" "$here/pictures.py" info "$W/hsv.bmp" >/dev/null
+check "model PNG names its model" test "$("$python" "$here/pictures.py" info "$W/cmy.png" | awk '{print $7}')" = CMY
+check "CMY there and back is exact" "$python" "$here/pictures.py" same "$S" "$W/back.png"
+check "grey JPEG is grey" test "$("$python" "$here/pictures.py" info "$W/lab-L.jpg" | awk '{print $6}')" = L
+check "overview columns apart" grep -q '^  brightness-contrast  change' <("$nadiro" --help)
+check "help CMD is CMD --help" cmp -s <("$nadiro" help dither) <("$nadiro" dither --help)
+check "no model leaks a code" bash -c "! grep -rq 'last error' '$W'/err.txt"
+
+# Photographs: EXIF turned upright and kept, ICC kept, other formats read as Pillow does.
+"$nadiro" desaturate "$P/rotated.jpg" "$P/upright.jpg"
+check "EXIF-rotated JPEG comes out upright, tag reset, make kept, ICC kept" \
+  test "$("$python" "$here/pictures.py" info "$P/upright.jpg" | cut -d' ' -f1-5)" = "32 64 1 NadiroCam 588"
+"$nadiro" desaturate "$P/icc.png" "$P/icc-out.png"
+check "ICC profile kept in PNG" test "$("$python" "$here/pictures.py" info "$P/icc-out.png" | cut -d' ' -f5)" = 588
+for f in lossless.webp lossy.webp rgb.tif lzw.tif grey.tif palette.gif; do
+  "$nadiro" convert --to RGB "$P/$f" "$P/$f.png"
+  check "$f decodes as Pillow decodes it" "$python" "$here/pictures.py" same "$P/$f" "$P/$f.png"
+done
+check "WebP output" "$nadiro" desaturate --quality 80 "$S" "$P/out.webp"
+check "WebP output opens in Pillow" "$python" "$here/pictures.py" info "$P/out.webp" >/dev/null
+"$nadiro" convert --to RGB -b 255,0,0 "$P/grey-alpha.png" "$P/on-red.png" 2>/dev/null
+check "grey + alpha onto red is red" test "$("$python" -c "from PIL import Image; print(Image.open('$P/on-red.png').convert('RGB').getpixel((3,3)))")" = "(255, 0, 0)"
+for bits in 1 4 8; do  # the default method keeps a dark photograph's tone
+  "$nadiro" dither --bits $bits "$P/dark.png" "$P/dark-$bits.png"
+  t=$("$python" "$here/pictures.py" tone "$P/dark.png" "$P/dark-$bits.png")
+  check "default dither to $bits bits keeps the mean grey (off by $t)" test "$t" -le 6
+done
+"$nadiro" convert --to RGB --compression 9 "$S" "$P/c9.png"
+"$nadiro" convert --to RGB --compression 0 "$S" "$P/c0.png"
+check "--compression changes size, not pixels" \
+  test "$(stat -c %s "$P/c9.png")" -lt "$(stat -c %s "$P/c0.png")" -a -n "$("$python" "$here/pictures.py" same "$P/c9.png" "$P/c0.png" && echo y)"
+
+# Ctrl-C while encoding (the slowest PNG level): prompt, nothing half-written.
+for i in $(seq 10 33); do ln -sf "$P/big.bmp" "$P/big$i.bmp"; done
+for form in "convolve --filter mean --size 7 --compression 9 $P/big.bmp $P/cancelled.png" \
+            "split -j 1 --compression 9 $(echo "$P"/big??.bmp) -o $P/cancelled"; do
+  # shellcheck disable=SC2086
+  "$nadiro" $form 2>"$W/err.txt" >/dev/null & pid=$!
+  sleep 1; start=$(date +%s%N); kill -INT "$pid"; wait "$pid"; code=$?
+  ms=$(( ($(date +%s%N) - start) / 1000000 ))
+  check "Ctrl-C (${form%% *}): exit 130 (got $code)" test "$code" -eq 130
+  check "Ctrl-C (${form%% *}): stopped within 2 s (${ms} ms)" test "$ms" -lt 2000
+  check "Ctrl-C (${form%% *}): says so" grep -q '^nadiro: cancelled' "$W/err.txt"
+done
+check "Ctrl-C: no output of the single picture" test ! -e "$P/cancelled.png"
+for i in $(seq 10 33); do
+  n=$(find "$P/cancelled" -name "big$i-*" | wc -l)
+  check "Ctrl-C: picture $i's channels all or none ($n)" test "$n" -eq 0 -o "$n" -eq 3
+done
+
 check "no temporary files left behind" test -z "$(find "$work" -name '*.tmp-*')"
 
 echo "$failures failed"

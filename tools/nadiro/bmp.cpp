@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "operation.h"
+
 namespace nadiro::cli {
 namespace {
 
@@ -108,7 +110,8 @@ bool parseBmp(std::span<const uint8_t> file, Dib& out, std::string& error) {
 }
 
 bool readFile(const std::string& path, std::vector<uint8_t>& bytes, std::string& error) {
-  FILE* f = std::fopen(path.c_str(), "rb");
+  const bool standardInput = path == "-";
+  FILE* f = standardInput ? stdin : std::fopen(path.c_str(), "rb");
   if (!f) {
     error = std::strerror(errno);
     return false;
@@ -118,8 +121,9 @@ bool readFile(const std::string& path, std::vector<uint8_t>& bytes, std::string&
   size_t got;
   while ((got = std::fread(chunk, 1, sizeof chunk, f)) > 0) bytes.insert(bytes.end(), chunk, chunk + got);
   const bool failed = std::ferror(f) != 0;
-  std::fclose(f);
-  if (failed) error = "read error";
+  const int readErrno = errno;
+  if (!standardInput) std::fclose(f);
+  if (failed) error = std::string("cannot read: ") + std::strerror(readErrno);
   return !failed;
 }
 
@@ -138,6 +142,12 @@ bool writeFileAtomically(const std::string& path, std::span<const uint8_t> bytes
   }
   const bool written = std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
   const bool closed = std::fclose(f) == 0;
+  // Ctrl-C up to the rename means nothing was written.
+  if (written && closed && interrupted()) {
+    std::remove(temp.c_str());
+    error = "cancelled";
+    return false;
+  }
   if (!written || !closed || std::rename(temp.c_str(), path.c_str()) != 0) {
     error = std::string("cannot write: ") + std::strerror(errno);
     std::remove(temp.c_str());
@@ -146,20 +156,25 @@ bool writeFileAtomically(const std::string& path, std::span<const uint8_t> bytes
   return true;
 }
 
-bool writeBmp(const std::string& path, const Dib& dib, std::string& error) {
+bool encodeBmp(const Dib& dib, std::vector<uint8_t>& file, std::string& error) {
   const size_t pixelOffset = dib.pixelOffset();
   const size_t dataBytes = size_t{dib.stride()} * uint32_t(dib.height());
   if (dib.bytes.size() < pixelOffset + dataBytes) {
     error = "internal error: image block shorter than its rows";
     return false;
   }
-  std::vector<uint8_t> file(14);
+  file.assign(14, 0);
   file[0] = 'B';
   file[1] = 'M';
   storeField<uint32_t>(file, 2, uint32_t(14 + pixelOffset + dataBytes));
   storeField<uint32_t>(file, 10, uint32_t(14 + pixelOffset));
   file.insert(file.end(), dib.bytes.begin(), dib.bytes.begin() + ptrdiff_t(pixelOffset + dataBytes));
-  return writeFileAtomically(path, file, error);
+  return true;
+}
+
+bool writeBmp(const std::string& path, const Dib& dib, std::string& error) {
+  std::vector<uint8_t> file;
+  return encodeBmp(dib, file, error) && writeFileAtomically(path, file, error);
 }
 
 }  // namespace nadiro::cli

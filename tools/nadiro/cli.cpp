@@ -53,15 +53,30 @@ Args::Args(std::span<const std::string> args, std::vector<std::string> valueFlag
       if (k == s) return true;
     return false;
   };
+  // Short forms of the common options; -m is the command's --method or --model.
+  auto longName = [&](const std::string& name) -> std::string {
+    static const std::pair<const char*, const char*> kShort[] = {
+        {"-o", "--out-dir"}, {"-j", "--jobs"}, {"-b", "--background"}, {"-f", "--format"},
+        {"-m", "--method"},  {"-m", "--model"}};
+    for (const auto& [brief, full] : kShort)
+      if (name == brief && known(valueFlags, full)) return full;
+    return name;
+  };
+  bool optionsEnded = false;
   for (size_t i = 0; i < args.size(); ++i) {
     const std::string& a = args[i];
-    if (a == "--help" || a == "-h") {
+    if (optionsEnded) {
+      positional_.push_back(a);
+    } else if (a == "--") {
+      optionsEnded = true;
+    } else if (a == "--help" || a == "-h") {
       help_ = true;
-    } else if ((a.size() > 2 && a.rfind("--", 0) == 0) || known(valueFlags, a) ||
-               known(switches, a) || (a.size() > 1 && a[0] == '-' && std::isalpha(static_cast<unsigned char>(a[1])))) {
+    } else if ((a.size() > 2 && a.rfind("--", 0) == 0) ||
+               (a.size() > 1 && a[0] == '-' && std::isalpha(static_cast<unsigned char>(a[1])))) {
       const size_t eq = a.find('=');
       const bool hasInline = eq != std::string::npos;
-      const std::string name = hasInline ? std::string(a.begin(), a.begin() + ptrdiff_t(eq)) : a;
+      const std::string name =
+          longName(hasInline ? std::string(a.begin(), a.begin() + ptrdiff_t(eq)) : a);
       const std::string inlineValue =
           hasInline ? std::string(a.begin() + ptrdiff_t(eq) + 1, a.end()) : std::string();
       if (known(switches, name)) {

@@ -28,14 +28,14 @@ bool adjust(const Dib& in, int32_t brightness, int32_t contrast, Dib& out, std::
 }
 
 int run(std::span<const std::string> args) {
-  const Args a(args, withImageFlags({"--brightness", "--contrast"}));
+  const Args a(args, withImageFlags({"--brightness", "--contrast"}), withImageSwitches({}));
   if (!a.ok()) return usage("brightness-contrast", a.error());
-  const auto brightness = parseInteger(a.value("--brightness").value_or("0"), INT32_MIN, INT32_MAX);
-  const auto contrast = parseInteger(a.value("--contrast").value_or("0"), INT32_MIN, INT32_MAX);
-  if (!brightness || !contrast)
-    return usage("brightness-contrast", "--brightness and --contrast take whole numbers (-100..100)");
+  static constexpr IntOption kOptions[] = {{"--brightness", -100, 100, 0},
+                                           {"--contrast", -100, 100, 0}};
+  long long v[2];
+  if (!readIntOptions("brightness-contrast", a, kOptions, v)) return kExitUsage;
   return runImageOperation("brightness-contrast", a, [&](const Dib& in, Dib& out, std::string& error) {
-    return adjust(in, static_cast<int32_t>(*brightness), static_cast<int32_t>(*contrast), out, error);
+    return adjust(in, static_cast<int32_t>(v[0]), static_cast<int32_t>(v[1]), out, error);
   });
 }
 
@@ -68,7 +68,7 @@ extern const Command kBrightnessContrastCommand = {
     "  --brightness N   -100..100, default 0 (100 lifts 0..127 to 128..255)\n"
     "  --contrast N     -100..100, default 0 (-100 makes everything mid grey)\n\n"
     NADIRO_IMAGE_FLAGS_HELP "\n"
-    "Input: any BMP, PNG or JPEG. 4 and 8-bit palette pictures keep their pixels\n"
+    "Input: any picture the tool reads. 4 and 8-bit palette pictures keep their pixels\n"
     "and get an adjusted palette; other pictures are made 24-bit first.\n\n"
     "Example:\n  nadiro brightness-contrast --brightness 20 --contrast -10 photo.jpg brighter.png\n",
     run};

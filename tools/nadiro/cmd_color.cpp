@@ -6,7 +6,7 @@
 
 #include "cli.h"
 #include "color_models.h"
-#include "demo.h"
+#include "formats.h"
 #include "operation.h"
 
 namespace nadiro::cli {
@@ -56,21 +56,42 @@ Dib to24(const Dib& in) {
 }
 
 int runConvert(std::span<const std::string> args) {
-  const Args a(args, withImageFlags({"--from", "--to"}));
+  const Args a(args, withImageFlags({"--from", "--to"}), withImageSwitches({"--tagged"}));
   if (!a.ok()) return usage("convert", a.error());
-  const ModelName* from = findModel(a.value("--from").value_or("RGB"));
-  const ModelName* to = a.has("--to") ? findModel(*a.value("--to")) : nullptr;
-  if (!from || from->id == NADIRO_MODEL_CMYK_UCR)
+  if (!a.has("--to"))
+    return usage("convert", "--to MODEL is required (RGB YUV CMY CMYK YIQ HSV HSI XYZ LAB CMYK-UCR)");
+  const ModelName* given = a.has("--from") ? findModel(*a.value("--from")) : nullptr;
+  const ModelName* to = findModel(*a.value("--to"));
+  if (a.has("--from") && (!given || given->id == NADIRO_MODEL_CMYK_UCR))
     return usage("convert", "--from must be one of RGB YUV CMY CMYK YIQ HSV HSI XYZ LAB");
   if (!to) return usage("convert", "--to must be one of RGB YUV CMY CMYK YIQ HSV HSI XYZ LAB CMYK-UCR");
-  return runImageOperation("convert", a, [&](const Dib& in, Dib& out, std::string& error) {
+  // Lossy formats would damage a model's components: refused before any work.
+  const auto& pos = a.positional();
+  const std::string format = a.value("--format").value_or(
+      a.has("--out-dir") || pos.empty() ? "" : outputFormatOf(pos.back()));
+  if (to->id != NADIRO_MODEL_RGB && (format == "jpg" || format == "webp"))
+    return usage("convert", std::string("JPEG and WebP would damage the ") + to->name +
+                                " components: write .png or .bmp");
+  return runImageOperation("convert", a, [&](const Dib& picture, Dib& out, std::string& error) {
+    // Without --from, a picture says which model it holds (its tag or PNG text).
+    const ModelName* from = given ? given : modelOfTag(picture.compression());
+    if (!from) from = findModel("RGB");
+    Dib in = picture;
+    if (from->id != NADIRO_MODEL_RGB && in.compression() == 0 && in.bits() >= 24)
+      storeField<uint32_t>(in.bytes, 16, from->tag);  // a plain file of components: tag it
     const Handle source(from->id == NADIRO_MODEL_RGB ? to24(in) : in);
     // With progress on, the tool draws the bar and Ctrl-C cancels the call.
     NadiroHandle result = ConvertDIBColorSpace(source.get(), from->id, to->id, kShowProgress, nullptr);
     if (!result) {
-      error = "the library refused the picture (last error " +
-              std::to_string(GetLastColorConvertError()) + "; is it a " + from->name +
-              " picture of 24 or 32 bits?)";
+      const ModelName* held = modelOfTag(in.compression());
+      error = in.bits() < 24 && from->id != NADIRO_MODEL_RGB
+                  ? std::string("a ") + std::to_string(in.bits()) + "-bit picture cannot hold " +
+                        from->name + " components"
+              : held && held->tag != from->tag
+                  ? std::string("the picture holds ") + held->name + ", not " + from->name +
+                        " (give --from " + held->name + ")"
+                  : std::string("the picture cannot be converted from ") + from->name + " to " +
+                        to->name;
       return false;
     }
     if (result == source.get()) {  // equal models: the library hands back the input
@@ -82,43 +103,7 @@ int runConvert(std::span<const std::string> args) {
   });
 }
 
-// One channel of a converted picture as an 8-bit grey picture. Pixels are
-// stored reversed: channel c of n sits at byte n - 1 - c.
-Dib channelImage(const Dib& converted, size_t channel, size_t channels) {
-  Dib grey = Dib::blank(converted.width(), converted.height(), 8);
-  for (uint32_t i = 0; i < 256; ++i) std::memset(grey.bytes.data() + 40 + 4 * i, int(i), 3);
-  for (int32_t r = 0; r < converted.height(); ++r)
-    for (int32_t x = 0; x < converted.width(); ++x)
-      grey.row(r)[x] = converted.row(r)[size_t(x) * channels + channels - 1 - channel];
-  return grey;
-}
-
 }  // namespace
-
-void demoColorModels(DemoContext& demo) {
-  const Handle sample(demo.sample);
-  for (const auto& m : colorModels()) {
-    NadiroHandle result = ConvertDIBColorSpace(sample.get(), NADIRO_MODEL_RGB, m.id, 0, nullptr);
-    if (!result) {
-      demo.failed(std::string("ConvertDIBColorSpace refused RGB to ") + m.name);
-      continue;
-    }
-    Dib converted;
-    if (result == sample.get()) {
-      converted = demo.sample;
-    } else {
-      converted = Handle(result).dib();
-    }
-    const size_t channels = fourComponents(m.id) ? 4 : 3;
-    std::string lower;
-    for (const char* c = m.name; *c; ++c) lower += static_cast<char>(*c >= 'A' && *c <= 'Z' ? *c + 32 : *c);
-    for (size_t c = 0; c < channels; ++c) {
-      demo.add("Colour models", "model-" + lower + "-" + std::to_string(c + 1) + ".png",
-               std::string(m.name) + " channel " + m.channels[c],
-               std::string("nadiro convert --to ") + m.name, channelImage(converted, c, channels));
-    }
-  }
-}
 
 extern const Command kColorCommand = {
     "color", "Colour models", "convert one colour between models: color RGB HSV 255 0 0",
@@ -133,21 +118,26 @@ extern const Command kColorCommand = {
 
 extern const Command kConvertCommand = {
     "convert", "Colour models", "a whole picture into another colour model",
-    "Usage: nadiro convert --from MODEL --to MODEL IN OUT\n"
-    "       nadiro convert --from MODEL --to MODEL IN... --out-dir DIR\n\n"
+    "Usage: nadiro convert [--from MODEL] --to MODEL [--tagged] IN OUT\n"
+    "       nadiro convert [--from MODEL] --to MODEL IN... --out-dir DIR\n\n"
     "Converts every pixel of a 24-bit picture (or a 32-bit CMYK one) into another\n"
-    "colour model. MODEL is RGB (default --from), YUV, CMY, CMYK, YIQ, HSV, HSI,\n"
-    "XYZ, LAB, or as target only CMYK-UCR (CMYK with fixed under-colour removal),\n"
-    "or the model's number 1..10. Palette pictures are expanded to 24 bits when\n"
-    "--from is RGB.\n\n"
-    "The result holds the target model's components in reversed order (as B, G, R\n"
-    "are) and names its model in the BMP header's compression field (10..17). Such\n"
-    "a tagged, non-RGB picture is still a valid BMP file of plain rows, but only\n"
-    "BMP can hold it: write it as .bmp (PNG and JPEG are refused). CMYK targets\n"
-    "are 32-bit pictures stored K, Y, M, C. Feed a tagged BMP back with the\n"
-    "matching --from to convert it again.\n\n" NADIRO_IMAGE_FLAGS_HELP "\n"
-    "Example:\n  nadiro convert --to HSV photo.jpg photo-hsv.bmp\n"
-    "  nadiro convert --from HSV --to RGB photo-hsv.bmp back.png\n",
+    "colour model. MODEL is RGB, YUV, CMY, CMYK, YIQ, HSV, HSI, XYZ, LAB, or as\n"
+    "target only CMYK-UCR (CMYK with fixed under-colour removal), or the model's\n"
+    "number 1..10. --to is required; --from defaults to the model a picture\n"
+    "written by convert names, else RGB. Palette pictures are expanded to 24 bits\n"
+    "when --from is RGB.\n\n"
+    "The result holds the target model's components in the B, G, R slots, in\n"
+    "reversed order (the model's first component in the R slot). It is written as\n"
+    "a plain RGB picture that any program opens (false colours): a PNG names the\n"
+    "model in a text chunk, so convert reads it back without --from; a BMP does\n"
+    "not, give --from. CMYK targets have four components: a PNG keeps them as R,\n"
+    "G, B and alpha, a BMP as a 32-bit picture stored K, Y, M, C. JPEG and WebP\n"
+    "would damage the components and are refused; --out-dir writes PNG.\n\n"
+    "  --tagged   BMP only: name the model in the header's compression field\n"
+    "             (10..17), the library's own form; other programs refuse such\n"
+    "             files\n\n" NADIRO_IMAGE_FLAGS_HELP "\n"
+    "Example:\n  nadiro convert --to HSV photo.jpg photo-hsv.png\n"
+    "  nadiro convert --to RGB photo-hsv.png back.png\n",
     runConvert};
 
 }  // namespace nadiro::cli

@@ -5,6 +5,7 @@
 
 #include "cli.h"
 #include "demo.h"
+#include "bmp.h"
 #include "operation.h"
 
 namespace nadiro::cli {
@@ -68,8 +69,7 @@ std::string describe(uint32_t code) {
   switch (code) {
     case 1: return "out of memory";
     case 8: return "the kernel was refused: every weight must lie within -127..127 and the "
-                   "positive and the negative weights must each sum to at most 127 (or the "
-                   "kernel file is missing or too short)";
+                   "positive and the negative weights must each sum to at most 127";
     case 13: return "the picture is not 24-bit";
     case 17: return "an image block could not be locked";
     case 18: return "the picture is compressed";
@@ -84,7 +84,7 @@ bool convolvePicture(const Dib& in, const KernelChoice& kernel, int32_t n, bool 
   uint32_t code = 0;
   const NadiroHandle result = ColorConvolutionA(
       image.get(), 0, luma ? 1 : 0, kernel.source, n, kernel.file.c_str(),
-      kernel.values.empty() ? nullptr : kernel.values.data(), &code, 0, nullptr);
+      kernel.values.empty() ? nullptr : kernel.values.data(), &code, kShowProgress, nullptr);
   if (!result) {
     error = describe(code);
     return false;
@@ -95,7 +95,7 @@ bool convolvePicture(const Dib& in, const KernelChoice& kernel, int32_t n, bool 
 
 int run(std::span<const std::string> args) {
   const Args a(args, withImageFlags({"--kernel", "--kernel-file", "--filter", "--size"}),
-               {"--luma"});
+               withImageSwitches({"--luma"}));
   if (!a.ok()) return usage("convolve", a.error());
   const auto size = parseInteger(a.value("--size").value_or("3"), 3, 7);
   if (!size || (*size != 3 && *size != 5 && *size != 7))
@@ -113,6 +113,16 @@ int run(std::span<const std::string> args) {
     if (n == 7) return usage("convolve", "kernel files take --size 3 or 5");
     kernel.source = 2;
     kernel.file = *a.value("--kernel-file");
+    // The kernel file is checked once, and blamed by its own name.
+    std::vector<uint8_t> bytes;
+    std::string error;
+    if (kernel.file == "-") return usage("convolve", "--kernel-file takes a file name");
+    if (!readFile(kernel.file, bytes, error)) return fail(kernel.file, error);
+    const size_t need = 2 * size_t(n) * size_t(n) + 2;
+    if (bytes.size() < need)
+      return fail(kernel.file, "kernel file too short: --size " + std::to_string(n) + " needs " +
+                                   std::to_string(need) + " bytes, it has " +
+                                   std::to_string(bytes.size()));
   } else {
     const std::string name = *a.value("--filter");
     const Filter* filter = nullptr;
@@ -189,7 +199,7 @@ extern const Command kConvolveCommand = {
     "  --size N                3, 5 or 7, default 3\n"
     "  --luma                  filter the luminance instead of the channel mean\n\n"
     NADIRO_IMAGE_FLAGS_HELP "\n"
-    "Input: any BMP, PNG or JPEG; it is made 24-bit first.\n\n"
+    "Input: any picture the tool reads; it is made 24-bit first.\n\n"
     "Example:\n  nadiro convolve --kernel \"0,-1,0,-1,5,-1,0,-1,0;1\" photo.jpg sharp.png\n",
     run};
 

@@ -20,7 +20,7 @@ bool adjust(const Dib& in, Dib& out, std::string& error) {
 }
 
 int run(std::span<const std::string> args) {
-  const Args a(args, withImageFlags({}));
+  const Args a(args, withImageFlags({}), withImageSwitches({}));
   if (!a.ok()) return usage("desaturate", a.error());
   return runImageOperation("desaturate", a, [](const Dib& in, Dib& out, std::string& error) {
     return adjust(in, out, error);
@@ -47,7 +47,7 @@ extern const Command kDesaturateCommand = {
     "lightness (largest plus smallest of R, G, B, halved). The result stays a\n"
     "24-bit picture. No options.\n\n"
     NADIRO_IMAGE_FLAGS_HELP "\n"
-    "Input: any BMP, PNG or JPEG; it is made 24-bit first.\n\n"
+    "Input: any picture the tool reads; it is made 24-bit first.\n\n"
     "Example:\n  nadiro desaturate photo.jpg photo-grey.png\n",
     run};
 

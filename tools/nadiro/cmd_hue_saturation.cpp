@@ -29,6 +29,9 @@ bool adjust(const Dib& in, const Settings& s, Dib& out, std::string& error) {
   return true;
 }
 
+const IntOption kShiftOptions[] = {
+    {"--hue", -180, 180, 0}, {"--saturation", -255, 255, 0}, {"--intensity", -255, 255, 0}};
+
 // "START:END" in degrees.
 bool parseRange(const std::string& text, Settings& s) {
   const size_t colon = text.find(':');
@@ -42,19 +45,18 @@ bool parseRange(const std::string& text, Settings& s) {
 }
 
 int run(std::span<const std::string> args) {
-  const Args a(args, withImageFlags({"--hue", "--saturation", "--intensity", "--range"}));
+  const Args a(args, withImageFlags({"--hue", "--saturation", "--intensity", "--range"}), withImageSwitches({}));
   if (!a.ok()) return usage("hue-saturation", a.error());
   Settings s;
-  const auto hue = parseInteger(a.value("--hue").value_or("0"), INT32_MIN, INT32_MAX);
-  const auto sat = parseInteger(a.value("--saturation").value_or("0"), INT32_MIN, INT32_MAX);
-  const auto in = parseInteger(a.value("--intensity").value_or("0"), INT32_MIN, INT32_MAX);
-  if (!hue || !sat || !in)
-    return usage("hue-saturation", "--hue, --saturation and --intensity take whole numbers");
-  if (!parseRange(a.value("--range").value_or("0:0"), s))
-    return usage("hue-saturation", "--range takes START:END in degrees, e.g. 300:60");
-  s.hue = static_cast<int32_t>(*hue);
-  s.saturation = static_cast<int32_t>(*sat);
-  s.intensity = static_cast<int32_t>(*in);
+  long long v[3];
+  if (!readIntOptions("hue-saturation", a, kShiftOptions, v)) return kExitUsage;
+  if (!parseRange(a.value("--range").value_or("0:0"), s) || s.start > 360 || s.end > 360 ||
+      (s.start == s.end && s.start != 0))
+    return usage("hue-saturation",
+                 "--range takes START:END, two different degrees 0..360 (e.g. 300:60), or 0:0");
+  s.hue = static_cast<int32_t>(v[0]);
+  s.saturation = static_cast<int32_t>(v[1]);
+  s.intensity = static_cast<int32_t>(v[2]);
   return runImageOperation("hue-saturation", a, [&](const Dib& input, Dib& out, std::string& error) {
     return adjust(input, s, out, error);
   });
@@ -85,7 +87,7 @@ extern const Command kHueSaturationCommand = {
     "                     a start above the end wraps through red (300:60);\n"
     "                     the two ends must differ\n\n"
     NADIRO_IMAGE_FLAGS_HELP "\n"
-    "Input: any BMP, PNG or JPEG; it is made 24-bit first.\n\n"
+    "Input: any picture the tool reads; it is made 24-bit first.\n\n"
     "Example:\n  nadiro hue-saturation --hue 30 --saturation 10 --intensity 0 --range 300:60 in.png out.png\n",
     run};
 

@@ -13,7 +13,7 @@ const char* const kMatrixNames[] = {
     "8x8 Bayer",         "8x8 clustered",   "16x16 dispersed"};
 
 int run(std::span<const std::string> args) {
-  const Args a(args, withImageFlags({"--matrix"}));
+  const Args a(args, withImageFlags({"--matrix"}), withImageSwitches({}));
   if (!a.ok()) return usage("ordered-dither", a.error());
   const auto matrix = parseInteger(a.value("--matrix").value_or("0"), 0, 6);
   if (!matrix) return usage("ordered-dither", "--matrix must be a whole number from 0 to 6");
@@ -41,7 +41,8 @@ void demoOrderedDither(DemoContext& demo) {
       continue;
     }
     demo.add("Ordered dithering", file, kMatrixNames[type],
-             "nadiro ordered-dither --matrix " + std::to_string(type), result.dib());
+             "nadiro ordered-dither --matrix " + std::to_string(type), result.dib(),
+             "tones are stretched so the brightest pixel counts as white");
   }
 }
 
@@ -49,14 +50,16 @@ extern const Command kOrderedDitherCommand = {
     "ordered-dither", "Dithering", "8-bit grey to 1-bit black and white with a threshold matrix",
     "Usage: nadiro ordered-dither [--matrix N] IN OUT\n"
     "       nadiro ordered-dither [--matrix N] IN... --out-dir DIR\n\n"
-    "Turns a picture into a 1-bit black-and-white BMP by comparing each pixel,\n"
-    "scaled so that the picture's brightest value reaches the matrix's largest\n"
-    "entry, with a tiled threshold matrix.\n\n"
+    "Turns a picture into a 1-bit black-and-white picture by comparing each\n"
+    "pixel, scaled so that the picture's brightest value reaches the matrix's\n"
+    "largest entry, with a tiled threshold matrix. The scaling stretches the\n"
+    "tones: a dark picture whose brightest pixel is grey comes out as if that\n"
+    "grey were white, so it looks lighter than it is.\n\n"
     "  --matrix N   0..6, default 0:\n"
     "               0 6x6 clustered dot, 1 6x6 line screen, 2 5x5 spiral,\n"
     "               3 5x5 dispersed, 4 8x8 Bayer, 5 8x8 clustered, 6 16x16 dispersed\n\n"
     NADIRO_IMAGE_FLAGS_HELP "\n"
-    "Input: any BMP, PNG or JPEG. Colour and palette pictures are first\n"
+    "Input: any picture the tool reads. Colour and palette pictures are first\n"
     "made 8-bit grey with grey = (30 R + 59 G + 11 B) / 100 (integer, truncated);\n"
     "an 8-bit picture whose palette is already the grey ramp 0..255 is used as is.\n\n"
     "Example:\n  nadiro ordered-dither --matrix 4 photo.jpg photo-bayer.png\n",

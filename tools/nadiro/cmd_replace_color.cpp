@@ -40,7 +40,8 @@ bool adjust(const Dib& in, const Replacement& r, Dib& out, std::string& error) {
 
 int run(std::span<const std::string> args) {
   const Args a(args,
-               withImageFlags({"--color", "--tolerance", "--hue", "--saturation", "--intensity"}));
+               withImageFlags({"--color", "--tolerance", "--hue", "--saturation", "--intensity"}),
+               withImageSwitches({}));
   if (!a.ok()) return usage("replace-color", a.error());
   Replacement r;
   const auto colour = a.value("--color");
@@ -50,13 +51,11 @@ int run(std::span<const std::string> args) {
   if (!c || !t) return usage("replace-color", "--color and --tolerance take R,G,B with each 0..255");
   r.colour = *c;
   r.tolerance = *t;
-  int32_t* targets[] = {&r.hue, &r.saturation, &r.intensity};
-  const char* flags[] = {"--hue", "--saturation", "--intensity"};
-  for (size_t i = 0; i < 3; ++i) {
-    const auto v = parseInteger(a.value(flags[i]).value_or("0"), INT32_MIN, INT32_MAX);
-    if (!v) return usage("replace-color", std::string(flags[i]) + " takes a whole number");
-    *targets[i] = static_cast<int32_t>(*v);
-  }
+  static constexpr IntOption kOptions[] = {
+      {"--hue", -180, 180, 0}, {"--saturation", -255, 255, 0}, {"--intensity", -255, 255, 0}};
+  long long v[3];
+  if (!readIntOptions("replace-color", a, kOptions, v)) return kExitUsage;
+  r.hue = int32_t(v[0]), r.saturation = int32_t(v[1]), r.intensity = int32_t(v[2]);
   return runImageOperation("replace-color", a, [&](const Dib& in, Dib& out, std::string& error) {
     return adjust(in, r, out, error);
   });
@@ -86,7 +85,7 @@ extern const Command kReplaceColorCommand = {
     "  --saturation N      added to the saturation byte, -255..255, default 0\n"
     "  --intensity N       added to the intensity byte, -255..255, default 0\n\n"
     NADIRO_IMAGE_FLAGS_HELP "\n"
-    "Input: any BMP, PNG or JPEG; it is made 24-bit first.\n\n"
+    "Input: any picture the tool reads; it is made 24-bit first.\n\n"
     "Example:\n  nadiro replace-color --color 200,40,40 --tolerance 50,50,50 --hue 120 in.png out.png\n",
     run};
 

@@ -1,5 +1,7 @@
 // The demo gallery: each operation family renders its results of the
-// built-in sample picture into one section of demo-out/index.html.
+// built-in sample picture (or the user's own) into one section of
+// demo-out/index.html, each result beside its input at 1:1, captioned with
+// the command that makes it.
 #pragma once
 
 #include <span>
@@ -16,14 +18,21 @@ struct DemoContext {
   Dib grey;    // the same as 8-bit grey
 
   struct Entry {
-    std::string section, file, title, params;
+    std::string section, file, title, command, note;
+    int32_t width, height;
+    bool fromSample;  // shown beside the sample it was made from
   };
   std::vector<Entry> entries;
   int failures = 0;
 
-  // Writes `image` as outDir/file and records it under `section`.
+  // Writes `image` as outDir/file and records it under `section`. A `params`
+  // starting with "nadiro " is the command without its file names (they are
+  // added); `note` explains in one line what to look for.
   void add(const std::string& section, const std::string& file, const std::string& title,
-           const std::string& params, const Dib& image);
+           const std::string& params, const Dib& image, const std::string& note = {});
+  // The same with the whole command line given.
+  void addMade(const std::string& section, const std::string& file, const std::string& title,
+               const std::string& command, const Dib& image, const std::string& note = {});
   // Records a failed operation (the gallery still gets written).
   void failed(const std::string& what);
 };
@@ -35,6 +44,7 @@ struct DemoCase {
   const char* file;
   const char* title;
   const char* params;  // the command's flags for this setting
+  const char* note = nullptr;  // a visible quirk, in one line
 };
 
 // Renders every case from the sample with apply(sample, settings, result,
@@ -49,7 +59,8 @@ void addDemoCases(DemoContext& demo, const char* section, const char* command,
       demo.failed(std::string(c.file) + ": " + error);
       continue;
     }
-    demo.add(section, c.file, c.title, std::string("nadiro ") + command + " " + c.params, result);
+    demo.add(section, c.file, c.title, std::string("nadiro ") + command + " " + c.params, result,
+             c.note ? c.note : "");
   }
 }
 

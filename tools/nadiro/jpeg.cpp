@@ -10,6 +10,7 @@
 #include <jpeglib.h>  // needs size_t and FILE first
 
 #include "formats.h"
+#include "operation.h"
 
 namespace nadiro::cli {
 namespace {
@@ -30,6 +31,23 @@ void onMessage(j_common_ptr cinfo, int level) {
   if (level < 0) onFatal(cinfo);  // warnings: corrupt or truncated data
 }
 
+constexpr int kIccMarker = JPEG_APP0 + 2;
+constexpr char kExifPrefix[] = "Exif\0";  // and the terminating zero: six bytes
+
+void readMetadata(jpeg_decompress_struct& cinfo, Metadata& meta) {
+  for (jpeg_saved_marker_ptr m = cinfo.marker_list; m; m = m->next) {
+    if (m->marker == JPEG_APP0 + 1 && m->data_length > 6 &&
+        std::memcmp(m->data, kExifPrefix, 6) == 0 && meta.exif.empty())
+      meta.exif.assign(m->data + 6, m->data + m->data_length);
+  }
+  JOCTET* icc = nullptr;
+  unsigned int iccSize = 0;
+  if (jpeg_read_icc_profile(&cinfo, &icc, &iccSize) && icc) {
+    meta.icc.assign(icc, icc + iccSize);
+    std::free(icc);
+  }
+}
+
 }  // namespace
 
 bool decodeJpeg(std::span<const uint8_t> file, ReadResult& out, std::string& error) {
@@ -46,7 +64,10 @@ bool decodeJpeg(std::span<const uint8_t> file, ReadResult& out, std::string& err
   }
   jpeg_create_decompress(&cinfo);
   jpeg_mem_src(&cinfo, file.data(), static_cast<unsigned long>(file.size()));
+  jpeg_save_markers(&cinfo, JPEG_APP0 + 1, 0xFFFF);
+  jpeg_save_markers(&cinfo, kIccMarker, 0xFFFF);
   jpeg_read_header(&cinfo, TRUE);
+  readMetadata(cinfo, out.meta);
   const bool grey = cinfo.jpeg_color_space == JCS_GRAYSCALE;
   const bool cmyk = cinfo.jpeg_color_space == JCS_CMYK || cinfo.jpeg_color_space == JCS_YCCK;
   cinfo.out_color_space = grey ? JCS_GRAYSCALE : cmyk ? JCS_CMYK : JCS_EXT_BGR;
@@ -85,10 +106,12 @@ bool decodeJpeg(std::span<const uint8_t> file, ReadResult& out, std::string& err
   return true;
 }
 
-bool encodeJpeg(const Dib& dib, std::vector<uint8_t>& file, std::string& error) {
-  if (dib.bits() != 24) {
-    error = "JPEG output takes 24-bit results only; this one has " + std::to_string(dib.bits()) +
-            " bits per pixel (write .png or .bmp instead)";
+bool encodeJpeg(const Dib& dib, std::vector<uint8_t>& file, std::string& error,
+                const WriteOptions& options) {
+  const bool grey = hasIdentityGreyTable(dib);
+  if (dib.bits() != 24 && !grey) {
+    error = "JPEG output takes 24-bit and grey results only; this one has " +
+            std::to_string(dib.bits()) + " bits per pixel (write .png or .bmp instead)";
     return false;
   }
   jpeg_compress_struct cinfo{};
@@ -107,20 +130,33 @@ bool encodeJpeg(const Dib& dib, std::vector<uint8_t>& file, std::string& error) 
   jpeg_mem_dest(&cinfo, &buffer, &size);
   cinfo.image_width = static_cast<JDIMENSION>(dib.width());
   cinfo.image_height = static_cast<JDIMENSION>(dib.height());
-  cinfo.input_components = 3;
-  cinfo.in_color_space = JCS_EXT_BGR;
+  cinfo.input_components = grey ? 1 : 3;
+  cinfo.in_color_space = grey ? JCS_GRAYSCALE : JCS_EXT_BGR;
   jpeg_set_defaults(&cinfo);
-  jpeg_set_quality(&cinfo, 92, TRUE);
+  jpeg_set_quality(&cinfo, options.quality, TRUE);
   jpeg_start_compress(&cinfo, TRUE);
+  const auto& meta = options.meta;
+  if (!meta.exif.empty() && meta.exif.size() + 6 <= 0xFFFF - 2) {
+    std::vector<JOCTET> app1(kExifPrefix, kExifPrefix + 6);
+    app1.insert(app1.end(), meta.exif.begin(), meta.exif.end());
+    jpeg_write_marker(&cinfo, JPEG_APP0 + 1, app1.data(), static_cast<unsigned>(app1.size()));
+  }
+  if (!meta.icc.empty())
+    jpeg_write_icc_profile(&cinfo, meta.icc.data(), static_cast<unsigned>(meta.icc.size()));
+  bool cancelled = false;
   while (cinfo.next_scanline < cinfo.image_height) {
+    if ((cancelled = interrupted())) break;
     JSAMPROW row = const_cast<JSAMPROW>(dib.row(dib.height() - 1 - int32_t(cinfo.next_scanline)));
     jpeg_write_scanlines(&cinfo, &row, 1);
   }
-  jpeg_finish_compress(&cinfo);
-  file.assign(buffer, buffer + size);
+  if (!cancelled) {
+    jpeg_finish_compress(&cinfo);
+    file.assign(buffer, buffer + size);
+  }
   jpeg_destroy_compress(&cinfo);
   std::free(buffer);
-  return true;
+  if (cancelled) error = "cancelled";
+  return !cancelled;
 }
 
 }  // namespace nadiro::cli

@@ -5,7 +5,9 @@
 #include <csetjmp>
 #include <cstring>
 
+#include "color_models.h"
 #include "formats.h"
+#include "operation.h"
 
 namespace nadiro::cli {
 namespace {
@@ -51,6 +53,27 @@ struct WriteGuard {
   ~WriteGuard() { png_destroy_write_struct(&png, info ? &info : nullptr); }
 };
 
+// The text key naming the colour model a picture's components belong to.
+constexpr char kModelKey[] = "Colour model";
+
+void readMetadata(png_structp png, png_infop info, Metadata& meta) {
+  png_uint_32 exifSize = 0;
+  png_bytep exif = nullptr;
+  if (png_get_eXIf_1(png, info, &exifSize, &exif) && exif)
+    meta.exif.assign(exif, exif + exifSize);
+  png_charp name = nullptr;
+  int compression = 0;
+  png_bytep profile = nullptr;
+  png_uint_32 profileSize = 0;
+  if (png_get_iCCP(png, info, &name, &compression, &profile, &profileSize) && profile)
+    meta.icc.assign(profile, profile + profileSize);
+  png_textp text = nullptr;
+  int count = 0;
+  png_get_text(png, info, &text, &count);
+  for (int i = 0; i < count; ++i)
+    if (std::strcmp(text[i].key, kModelKey) == 0 && text[i].text) meta.model = text[i].text;
+}
+
 }  // namespace
 
 bool decodePng(std::span<const uint8_t> file, const ReadOptions& options, ReadResult& out,
@@ -82,6 +105,12 @@ bool decodePng(std::span<const uint8_t> file, const ReadOptions& options, ReadRe
   }
   const auto [bgR, bgG, bgB] = options.background;
   out.composited = false;
+  readMetadata(g.png, g.info, out.meta);
+  const ModelName* model = out.meta.model.empty() ? nullptr : findModel(out.meta.model);
+  if (!model || type == PNG_COLOR_TYPE_PALETTE || !(type & PNG_COLOR_MASK_COLOR)) {
+    model = nullptr;
+    out.meta.model.clear();
+  }
 
   if (depth == 16) png_set_scale_16(g.png);
   if (type == PNG_COLOR_TYPE_PALETTE) {
@@ -132,21 +161,34 @@ bool decodePng(std::span<const uint8_t> file, const ReadOptions& options, ReadRe
     return true;
   }
 
-  const bool grey = !(type & PNG_COLOR_MASK_COLOR);
+  if (model) {
+    // A colour model's components in the R, G, B (and alpha) slots: kept as they are.
+    out.dib = Dib::blank(w, h, channels == 4 ? 32 : 24);
+    storeField<uint32_t>(out.dib.bytes, 16, model->tag);
+    for (int32_t y = 0; y < h; ++y)
+      std::memcpy(out.dib.row(h - 1 - y), rows[size_t(y)], size_t(w) * size_t(channels));
+    return true;
+  }
   const bool hasAlpha = channels == 2 || channels == 4;
+  // Grey pictures stay grey unless their transparent pixels meet a coloured background.
+  const bool greyIn = !(type & PNG_COLOR_MASK_COLOR);
+  const bool grey = greyIn && (!hasAlpha || (bgR == bgG && bgG == bgB));
   out.composited = hasAlpha;
   out.dib = Dib::blank(w, h, grey ? 8 : 24);
   if (grey)
     for (int i = 0; i < 256; ++i) std::memset(out.dib.bytes.data() + 40 + 4 * i, i, 3);
-  // Grey pictures are flattened onto the background's grey value.
-  const unsigned bgGrey = (bgR * 30u + bgG * 59u + bgB * 11u) / 100u;
   for (int32_t y = 0; y < h; ++y) {
     const uint8_t* src = rows[size_t(y)];
     uint8_t* dst = out.dib.row(h - 1 - y);
     for (int32_t x = 0; x < w; ++x) {
       const uint8_t* p = src + size_t(x) * size_t(channels);
       if (grey) {
-        dst[x] = hasAlpha ? over(p[0], p[1], bgGrey) : p[0];
+        dst[x] = hasAlpha ? over(p[0], p[1], bgR) : p[0];
+      } else if (greyIn) {
+        uint8_t* q = dst + 3 * size_t(x);
+        q[0] = over(p[0], p[1], bgB);
+        q[1] = over(p[0], p[1], bgG);
+        q[2] = over(p[0], p[1], bgR);
       } else {
         uint8_t* q = dst + 3 * size_t(x);
         const unsigned a = hasAlpha ? p[3] : 255;
@@ -159,13 +201,19 @@ bool decodePng(std::span<const uint8_t> file, const ReadOptions& options, ReadRe
   return true;
 }
 
-bool encodePng(const Dib& dib, std::vector<uint8_t>& file, std::string& error) {
+bool encodePng(const Dib& dib, std::vector<uint8_t>& file, std::string& error,
+               const WriteOptions& options) {
   const uint16_t bits = dib.bits();
   const int32_t w = dib.width(), h = dib.height();
   const bool greyTable = hasIdentityGreyTable(dib);
+  const Metadata& meta = options.meta;
+  // The four components of a CMYK picture fill R, G, B and alpha.
+  const bool fourSlots = bits == 32 && !meta.model.empty();
   int type;
   int depth = 8;
-  if (bits == 24 || bits == 32) {
+  if (fourSlots) {
+    type = PNG_COLOR_TYPE_RGB_ALPHA;
+  } else if (bits == 24 || bits == 32) {
     type = PNG_COLOR_TYPE_RGB;
   } else if (greyTable) {
     type = PNG_COLOR_TYPE_GRAY;
@@ -179,7 +227,7 @@ bool encodePng(const Dib& dib, std::vector<uint8_t>& file, std::string& error) {
   Io io;
   io.out = &file;
   WriteGuard g;
-  std::vector<uint8_t> line(size_t(w) * 3 + 4);
+  std::vector<uint8_t> line(size_t(w) * 4 + 4);
   std::vector<png_color> palette;
   g.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &io, onError, onWarning);
   if (!g.png || !(g.info = png_create_info_struct(g.png))) {
@@ -187,7 +235,7 @@ bool encodePng(const Dib& dib, std::vector<uint8_t>& file, std::string& error) {
     return false;
   }
   if (setjmp(png_jmpbuf(g.png))) {
-    error = "PNG encoder: " + io.message;
+    error = io.message == "cancelled" ? io.message : "PNG encoder: " + io.message;
     return false;
   }
   png_set_write_fn(g.png, &io, writeBytes, flushNothing);
@@ -201,10 +249,40 @@ bool encodePng(const Dib& dib, std::vector<uint8_t>& file, std::string& error) {
     }
     png_set_PLTE(g.png, g.info, palette.data(), int(palette.size()));
   }
+  png_set_benign_errors(g.png, 1);  // a damaged ICC profile is left out, not fatal
+  png_set_compression_level(g.png, options.compression);
+  // Fast levels pair with the cheapest useful filter; the higher ones let
+  // libpng try every filter per row.
+  png_set_filter(g.png, PNG_FILTER_TYPE_BASE,
+                 type == PNG_COLOR_TYPE_PALETTE || bits < 8 ? PNG_FILTER_NONE
+                 : options.compression <= 3                 ? PNG_FILTER_UP
+                                                            : PNG_ALL_FILTERS);
+  if (!meta.exif.empty())
+    png_set_eXIf_1(g.png, g.info, png_uint_32(meta.exif.size()),
+                   const_cast<png_bytep>(meta.exif.data()));
+  if (!meta.icc.empty())
+    png_set_iCCP(g.png, g.info, "ICC profile", PNG_COMPRESSION_TYPE_BASE, meta.icc.data(),
+                 png_uint_32(meta.icc.size()));
+  png_text text{};
+  std::string key = kModelKey, value = meta.model;
+  if (!meta.model.empty()) {
+    text.compression = PNG_TEXT_COMPRESSION_NONE;
+    text.key = key.data();
+    text.text = value.data();
+    png_set_text(g.png, g.info, &text, 1);
+  }
   png_write_info(g.png, g.info);
   for (int32_t y = 0; y < h; ++y) {
+    if (interrupted()) png_error(g.png, "cancelled");
     const uint8_t* src = dib.row(h - 1 - y);
-    if (type == PNG_COLOR_TYPE_RGB) {
+    if (fourSlots) {
+      for (int32_t x = 0; x < w; ++x) {
+        const uint8_t* p = src + size_t(x) * 4;
+        uint8_t* q = line.data() + 4 * size_t(x);
+        q[0] = p[2], q[1] = p[1], q[2] = p[0], q[3] = p[3];
+      }
+      png_write_row(g.png, line.data());
+    } else if (type == PNG_COLOR_TYPE_RGB) {
       const size_t step = bits / 8;
       for (int32_t x = 0; x < w; ++x) {
         const uint8_t* p = src + size_t(x) * step;

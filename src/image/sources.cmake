@@ -1,0 +1,4 @@
+list(APPEND NADIRO_SOURCES
+  src/image/rows.cpp
+  src/image/image_exports.cpp
+)

@@ -1,0 +1,3 @@
+list(APPEND NADIRO_TEST_SOURCES
+  image/layer_test.cpp
+)
