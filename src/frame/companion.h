@@ -3,7 +3,8 @@
 // the call that needs a dialog and released again before pixels are
 // processed. It is looked for in the library's own folder first, then by the
 // platform's normal search ("NadiroDlgs.dll" on Windows, "libNadiroDlgs.so"
-// elsewhere).
+// elsewhere). A module of that name the process has already loaded is the
+// one the normal search finds, wherever it came from.
 #pragma once
 
 #include "frame/companion_entries.h"
@@ -58,11 +59,5 @@ DialogResult showCompanionDialog(companion::Entry<Fn> entry, Args... args) {
   }
   return dialog(args...) != 0 ? DialogResult::Ok : DialogResult::Cancelled;
 }
-
-// Tests only: load a module of another file name (looked for the same way)
-// instead of the companion; null restores the companion's own name.
-void setCompanionFileName(const char* fileName);
-// The file name the loader looks for now.
-const char* companionFileName();
 
 }  // namespace nadiro

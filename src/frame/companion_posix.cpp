@@ -11,6 +11,8 @@
 namespace nadiro {
 namespace {
 
+constexpr const char* kCompanionFile = "libNadiroDlgs.so";
+
 // Any object of this module: dladdr names the file it was loaded from.
 const char gModuleAnchor = 0;
 
@@ -31,9 +33,8 @@ void* openInOwnFolder(const char* fileName) {
 }  // namespace
 
 CompanionModule::CompanionModule() {
-  const char* fileName = companionFileName();
-  module_ = openInOwnFolder(fileName);
-  if (!module_) module_ = dlopen(fileName, RTLD_NOW | RTLD_LOCAL);
+  module_ = openInOwnFolder(kCompanionFile);
+  if (!module_) module_ = dlopen(kCompanionFile, RTLD_NOW | RTLD_LOCAL);
 }
 
 void* CompanionModule::find(const char* name) const {

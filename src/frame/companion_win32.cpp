@@ -11,17 +11,10 @@ namespace {
 
 constexpr size_t kPathChars = MAX_PATH;  // 260
 
-// The companion's file name as a wide string ("NadiroDlgs.dll" unless a
-// test chose another); false when it does not fit.
-bool wideFileName(wchar_t (&out)[kPathChars]) {
-  const char* name = companionFileName();
-  const int n = MultiByteToWideChar(CP_ACP, 0, name, -1, out, static_cast<int>(kPathChars));
-  return n > 0;
-}
+constexpr const wchar_t* kCompanionFile = L"NadiroDlgs.dll";
 
 HMODULE loadCompanion() {
-  wchar_t fileName[kPathChars];
-  if (!wideFileName(fileName)) return nullptr;
+  const wchar_t* fileName = kCompanionFile;
   // Without NadiroUser.dll (the library linked into a program) this is the
   // program's own path, so the program's folder is searched first.
   wchar_t path[kPathChars] = {};

@@ -1,5 +1,4 @@
 list(APPEND NADIRO_SOURCES
-  src/frame/companion.cpp
   src/frame/cpu.cpp
   src/frame/dib.cpp
   src/frame/thread_state.cpp

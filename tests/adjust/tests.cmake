@@ -1,5 +1,1 @@
-list(APPEND NADIRO_TEST_SOURCES
-  adjust/reference.cpp
-  adjust/pixels_test.cpp
-  adjust/shells_test.cpp
-)
+list(APPEND NADIRO_TEST_SOURCES adjust/adjust_test.cpp)

@@ -28,8 +28,7 @@ inline constexpr uint32_t kTolerance = 0x00050607;
 
 // ColorConvUIW changes nothing the filter uses; this companion writes what it
 // received into the error variable, one decimal digit per scalar argument
-// (newImage, lumaMode, kernelSource, size), and the file name's length into
-// the first kernel value.
+// (newImage, lumaMode, kernelSource, size).
 inline uint32_t convolutionEcho(uint32_t newImage, int32_t lumaMode, uint32_t kernelSource,
                                 int32_t size) {
   return newImage * 1000u + static_cast<uint32_t>(lumaMode) * 100u + kernelSource * 10u +

@@ -1,10 +1,13 @@
-// Companion modules for the tests, one build per kind:
+// Test companion modules, one build per kind, each named like the shipped
+// companion and kept in a folder of its own:
 //   NADIRO_COMPANION_CANCEL   every dialog is cancelled (returns 0, changes nothing);
 //   NADIRO_COMPANION_CHANGE   every dialog is accepted with the values of
 //                             changed_values.h;
 //   NADIRO_COMPANION_PARTIAL  only "DesaturateUI" is exported: every other
 //                             entry point is missing.
-// Each also exports "TestLastImage", the image handle its last dialog got.
+// Like the dialogs they stand in for, they only read the kernel and the file
+// name they are given (the name may be null). Each also exports what its
+// last dialog got: the image handle and the file name's length (-1 for none).
 #include <cwchar>
 
 #include "companions/changed_values.h"
@@ -18,6 +21,7 @@
 
 namespace {
 NadiroHandle gLastImage = nullptr;
+int32_t gLastNameLength = -1;
 namespace v = nadiro::test::changed;
 }  // namespace
 
@@ -25,6 +29,9 @@ extern "C" {
 
 TEST_EXPORT NadiroHandle NADIRO_CALL TestLastImage() {
   return gLastImage;
+}
+TEST_EXPORT int32_t NADIRO_CALL TestLastNameLength() {
+  return gLastNameLength;
 }
 
 TEST_EXPORT int32_t NADIRO_CALL DesaturateUI(NadiroHandle image) {
@@ -99,11 +106,12 @@ TEST_EXPORT int32_t NADIRO_CALL ReplaceColorUI(NadiroHandle image, int32_t* hueS
 
 TEST_EXPORT int32_t NADIRO_CALL ColorConvUIW(NadiroHandle image, uint32_t newImage,
                                              int32_t lumaMode, uint32_t kernelSource, int32_t size,
-                                             const wchar_t* fileName, int16_t* kernel,
+                                             const wchar_t* fileName, const int16_t* kernel,
                                              uint32_t* errorOut) {
+  static_cast<void>(kernel);  // read-only for the dialog
   gLastImage = image;
+  gLastNameLength = fileName ? static_cast<int32_t>(std::wcslen(fileName)) : -1;
   SET(errorOut, v::convolutionEcho(newImage, lumaMode, kernelSource, size));
-  SET(kernel, static_cast<int16_t>(std::wcslen(fileName)));
   return kResult;
 }
 

@@ -51,17 +51,17 @@ std::vector<uint8_t> runAt(CpuLevel level, const Export& e, NadiroHandle image, 
 }
 
 // Checks every level above scalar against scalar for one picture.
-void expectLevelsAgree(const test::DibSpec& spec, const Export& e) {
-  const test::ImageHandle image(test::makeDib(spec));
+void expectLevelsAgree(const test::ImageShape& shape, const Export& e) {
+  const test::ImageHandle image(test::makeDib(shape));
   for (const int32_t arg : e.targets) {
-    if (arg >= spec.bits && &e != &kOrdered) continue;
+    if (arg >= shape.bits && &e != &kOrdered) continue;
     const auto scalar = runAt(CpuLevel::Scalar, e, image.get(), arg);
-    ASSERT_FALSE(scalar.empty()) << e.name << " refused " << spec.width << "x" << spec.height;
+    ASSERT_FALSE(scalar.empty()) << e.name << " refused " << shape.width << "x" << shape.height;
     for (int level = 1; level <= static_cast<int>(cpuBestLevel()); ++level) {
       const auto at = static_cast<CpuLevel>(level);
       ASSERT_EQ(runAt(at, e, image.get(), arg), scalar)
-          << e.name << " " << arg << " at " << cpuLevelName(at) << ", " << spec.bits << "-bit "
-          << spec.width << "x" << spec.height << " seed " << spec.seed;
+          << e.name << " " << arg << " at " << cpuLevelName(at) << ", " << shape.bits << "-bit "
+          << shape.width << "x" << shape.height << " seed " << shape.seed;
     }
   }
 }
@@ -76,21 +76,21 @@ TEST_P(DitherLevels, EveryLevelGivesTheScalarBytesForWidthsOneToSeventy) {
     const test::Fill fill = width % 7 == 3   ? test::Fill::Flat
                             : width % 7 == 5 ? test::Fill::Gradient
                                              : test::Fill::Noise;
-    const test::DibSpec spec{.width = width,
+    const test::ImageShape shape{.width = width,
                              .height = 1 + width % 5,
                              .bits = depth,
                              .fill = fill,
                              .seed = 1000u + static_cast<uint32_t>(width)};
-    if (depth == 8) expectLevelsAgree(spec, kOrdered);
-    for (const Export& e : exports()) expectLevelsAgree(spec, e);
+    if (depth == 8) expectLevelsAgree(shape, kOrdered);
+    for (const Export& e : exports()) expectLevelsAgree(shape, e);
   }
 }
 
 TEST_P(DitherLevels, EveryLevelGivesTheScalarBytesForAFourKStrip) {
   const uint16_t depth = GetParam();
-  const test::DibSpec spec{.width = 3840, .height = 6, .bits = depth, .seed = 77};
-  if (depth == 8) expectLevelsAgree(spec, kOrdered);
-  for (const Export& e : exports()) expectLevelsAgree(spec, e);
+  const test::ImageShape shape{.width = 3840, .height = 6, .bits = depth, .seed = 77};
+  if (depth == 8) expectLevelsAgree(shape, kOrdered);
+  for (const Export& e : exports()) expectLevelsAgree(shape, e);
 }
 
 INSTANTIATE_TEST_SUITE_P(Depths, DitherLevels, testing::Values<uint16_t>(4, 8, 24),

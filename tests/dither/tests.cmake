@@ -1,8 +1,5 @@
 list(APPEND NADIRO_TEST_SOURCES
   dither/dither_reference.cpp
-  dither/frame_test.cpp
-  dither/diffusion_test.cpp
-  dither/sharp_smooth_test.cpp
-  dither/ordered_test.cpp
+  dither/dither_test.cpp
   dither/levels_test.cpp
 )

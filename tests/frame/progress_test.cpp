@@ -1,83 +1,29 @@
-// The progress operations as every export sees them: state kept in the
-// thread's block, steps counted, destroy closing once. On Windows these run
-// against the real dialog (under Xvfb); elsewhere against the host hook.
+// The progress operations as every export sees them: the bar's range, a
+// dialog and a hook per thread. On Windows these run against the real
+// dialog (under Xvfb); elsewhere against the host hook.
 #include "frame/progress.h"
 
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <thread>
-#include <vector>
+
+#include "support/images.h"
 
 namespace nadiro {
 namespace {
 
-// The bar's range from the documented rule, by plain arithmetic.
-struct RangeCase {
-  int32_t total, divisor, top;
-};
-class ProgressRange : public testing::TestWithParam<RangeCase> {};
-
-TEST_P(ProgressRange, IsTotalOverDivisorPlusOne) {
-  EXPECT_EQ(progressRange(GetParam().total, GetParam().divisor), GetParam().top);
+TEST(Progress, RangeIsTotalOverDivisorPlusOne) {
+  struct Case {
+    int32_t total, divisor, top;
+  };
+  for (const Case c : {Case{10, 5, 3}, Case{4, 5, 1}, Case{0, 5, 1}, Case{1501, 1500, 2},
+                       Case{3840 * 2160 + 1, 1500, 5530}, Case{5, 0, 1}, Case{INT32_MIN, -1, 1},
+                       Case{INT32_MAX, 1, INT32_MAX}})
+    EXPECT_EQ(progressRange(c.total, c.divisor), c.top) << c.total << " / " << c.divisor;
 }
 
-INSTANTIATE_TEST_SUITE_P(Examples, ProgressRange,
-                         testing::Values(RangeCase{10, 5, 3}, RangeCase{4, 5, 1},
-                                         RangeCase{0, 5, 1}, RangeCase{1501, 1500, 2},
-                                         RangeCase{3840 * 2160 + 1, 1500, 5530}, RangeCase{5, 0, 1},
-                                         RangeCase{INT32_MIN, -1, 1},
-                                         RangeCase{INT32_MAX, 1, INT32_MAX}));
-
-class Progress : public testing::Test {
- protected:
-  void TearDown() override {
-    ProgressDestroy();
-    ThreadErrorBlockData* b = ThreadErrorBlock();
-    b->cancel = 0;
-  }
-};
-
-TEST_F(Progress, CreateStoresItsStateAndClearsCancel) {
-  ThreadErrorBlockData* b = ThreadErrorBlock();
-  b->cancel = 1;
-  ASSERT_EQ(ProgressCreate(nullptr, 11, 5), 1);
-  EXPECT_TRUE(progressOpen());
-  EXPECT_FALSE(cancelRequested());
-  EXPECT_EQ(b->progressTotal, 11);
-  EXPECT_EQ(b->progressDivisor, 5);
-  EXPECT_EQ(b->progressStep, 1);
-  EXPECT_EQ(b->ownerWindow, nullptr);
-  EXPECT_EQ(b->ownerDisabled, 0u) << "a null owner is never disabled";
-}
-
-TEST_F(Progress, StepReturnsThePreviousPosition) {
-  ASSERT_EQ(ProgressCreate(nullptr, 51, 5), 1);
-  for (int expected = 0; expected < 8; ++expected) EXPECT_EQ(ProgressStep(), expected);
-}
-
-TEST_F(Progress, DestroyClosesOnce) {
-  ASSERT_EQ(ProgressCreate(nullptr, 6, 5), 1);
-  EXPECT_EQ(ProgressDestroy(), 1);
-  EXPECT_FALSE(progressOpen());
-  EXPECT_EQ(ProgressDestroy(), 0);
-  EXPECT_EQ(ProgressDestroy(), 0);
-}
-
-TEST_F(Progress, ResultCodesAreLeftAlone) {
-  ThreadErrorBlockData* b = ThreadErrorBlock();
-  b->pixelStatus = 17;
-  b->lastError = 4;
-  ASSERT_EQ(ProgressCreate(nullptr, 6, 5), 1);
-  ProgressStep();
-  ProgressDestroy();
-  EXPECT_EQ(b->pixelStatus, 17u);
-  EXPECT_EQ(b->lastError, 4u);
-  b->pixelStatus = 0;
-  b->lastError = 0;
-}
-
-TEST_F(Progress, EachThreadHasItsOwnDialog) {
+TEST(Progress, EachThreadHasItsOwnDialog) {
   ASSERT_EQ(ProgressCreate(nullptr, 21, 5), 1);
   bool otherSawOpen = true;
   int otherCreated = 0, otherDestroyed = 0;
@@ -90,151 +36,35 @@ TEST_F(Progress, EachThreadHasItsOwnDialog) {
   EXPECT_EQ(otherCreated, 1);
   EXPECT_EQ(otherDestroyed, 1);
   EXPECT_TRUE(progressOpen()) << "the other thread's destroy closed only its own dialog";
-  EXPECT_EQ(ThreadErrorBlock()->progressTotal, 21);
+  EXPECT_EQ(ProgressDestroy(), 1);
+  EXPECT_EQ(ProgressDestroy(), 0) << "closes once";
 }
 
 #if !defined(_WIN32)
-
-// A host's hook that records what it sees and presses Cancel on request.
-struct Recorder {
-  struct Event {
-    char kind;  // 'c'reate, 's'tep, 'd'estroy
-    NadiroWindow owner;
-    int32_t a, b;
-    bool operator==(const Event&) const = default;
-  };
-  std::vector<Event> events;
-  int32_t createResult = 1;
-  int cancelAtStep = -1;  // index of the step that presses Cancel
-
-  NadiroProgressHook hook() {
-    NadiroProgressHook h{};
-    h.context = this;
-    h.create = [](void* c, NadiroWindow owner, int32_t total, int32_t divisor) {
-      auto* r = static_cast<Recorder*>(c);
-      r->events.push_back({'c', owner, total, divisor});
-      return r->createResult;
-    };
-    h.step = [](void* c, int32_t position) -> int32_t {
-      auto* r = static_cast<Recorder*>(c);
-      r->events.push_back({'s', nullptr, position, 0});
-      return r->steps++ == r->cancelAtStep ? 1 : 0;
-    };
-    h.destroy = [](void* c) { static_cast<Recorder*>(c)->events.push_back({'d', nullptr, 0, 0}); };
-    return h;
-  }
-  int steps = 0;
-};
-
-class ProgressHook : public Progress {
- protected:
-  // The recorders live in the tests: remove the hook before closing what a
-  // test left open.
-  void TearDown() override {
-    NadiroSetProgressHook(nullptr);
-    Progress::TearDown();
-  }
-};
-
-TEST_F(ProgressHook, SeesCreateEachStepAndDestroy) {
-  Recorder r;
-  const NadiroProgressHook h = r.hook();
-  NadiroSetProgressHook(&h);
-  int owner = 0;
-  ASSERT_EQ(ProgressCreate(&owner, 16, 5), 1);
-  EXPECT_EQ(ProgressStep(), 0);
-  EXPECT_EQ(ProgressStep(), 1);
-  EXPECT_EQ(ProgressStep(), 2);
-  EXPECT_EQ(ProgressDestroy(), 1);
-  const std::vector<Recorder::Event> expected = {{'c', &owner, 16, 5},
-                                                 {'s', nullptr, 0, 0},
-                                                 {'s', nullptr, 1, 0},
-                                                 {'s', nullptr, 2, 0},
-                                                 {'d', nullptr, 0, 0}};
-  EXPECT_EQ(r.events, expected);
-  EXPECT_FALSE(cancelRequested());
-}
-
-TEST_F(ProgressHook, CancelSetsTheFlagAndClosesTheDialog) {
-  Recorder r;
-  r.cancelAtStep = 1;
-  const NadiroProgressHook h = r.hook();
-  NadiroSetProgressHook(&h);
-  ASSERT_EQ(ProgressCreate(nullptr, 16, 5), 1);
-  EXPECT_EQ(ProgressStep(), 0);
-  EXPECT_FALSE(cancelRequested());
-  ProgressStep();  // Cancel pressed here
-  EXPECT_TRUE(cancelRequested());
-  EXPECT_FALSE(progressOpen());
-  EXPECT_EQ(ThreadErrorBlock()->ownerDisabled, 0u);
-  EXPECT_EQ(ProgressStep(), 0) << "a closed dialog does not step";
-  EXPECT_EQ(ProgressDestroy(), 0) << "Cancel already closed it";
-  ASSERT_EQ(r.events.size(), 4u);
-  EXPECT_EQ(r.events.back().kind, 'd');
-  EXPECT_TRUE(cancelRequested()) << "the flag stays until the next create";
-  ASSERT_EQ(ProgressCreate(nullptr, 6, 5), 1);
-  EXPECT_FALSE(cancelRequested());
-}
-
-TEST_F(ProgressHook, ACallerLoopStopsAtTheNextUnitAfterCancel) {
-  // The pattern of the exports: step before every unit whose index is a
-  // multiple of the divisor, stop as soon as the flag is set.
-  Recorder r;
-  r.cancelAtStep = 2;
-  const NadiroProgressHook h = r.hook();
-  NadiroSetProgressHook(&h);
-  const int32_t units = 40, divisor = 5;
-  ASSERT_EQ(ProgressCreate(nullptr, units + 1, divisor), 1);
-  int32_t done = 0;
-  for (int32_t i = 0; i < units; ++i) {
-    if (cancelRequested()) break;
-    if (progressOpen() && i % divisor == 0) ProgressStep();
-    ++done;
-  }
-  ProgressDestroy();
-  EXPECT_EQ(done, 11) << "units 0..10 ran; Cancel came with the step before unit 10";
-}
-
-TEST_F(ProgressHook, ARefusedDialogFailsCreate) {
-  Recorder r;
-  r.createResult = 0;
-  const NadiroProgressHook h = r.hook();
-  NadiroSetProgressHook(&h);
-  EXPECT_EQ(ProgressCreate(nullptr, 6, 5), 0);
-  EXPECT_FALSE(progressOpen());
-  EXPECT_EQ(ProgressDestroy(), 0);
-  ASSERT_EQ(r.events.size(), 1u) << "no destroy for a dialog that never opened";
-}
-
-TEST_F(ProgressHook, BelongsToTheThreadThatInstalledIt) {
-  Recorder r;
-  const NadiroProgressHook h = r.hook();
-  NadiroSetProgressHook(&h);
+TEST(ProgressHook, BelongsToTheThreadThatInstalledIt) {
+  test::ProgressRecorder r;
   std::thread([] {
     EXPECT_EQ(ProgressCreate(nullptr, 6, 5), 1);
     ProgressStep();
     EXPECT_EQ(ProgressDestroy(), 1);
   }).join();
-  EXPECT_TRUE(r.events.empty());
+  EXPECT_EQ(r.creates + r.steps + r.destroys, 0);
 }
 
-TEST_F(ProgressHook, NullCallbacksAndRemovalShowNothing) {
-  NadiroProgressHook empty{};
+TEST(ProgressHook, NullCallbacksShowNothingAndRefusalFailsCreate) {
+  const NadiroProgressHook empty{};
   NadiroSetProgressHook(&empty);
   ASSERT_EQ(ProgressCreate(nullptr, 6, 5), 1);
   EXPECT_EQ(ProgressStep(), 0);
   EXPECT_EQ(ProgressDestroy(), 1);
-  Recorder r;
-  const NadiroProgressHook h = r.hook();
-  NadiroSetProgressHook(&h);
-  NadiroSetProgressHook(nullptr);
-  ASSERT_EQ(ProgressCreate(nullptr, 6, 5), 1);
-  ProgressStep();
-  ProgressDestroy();
-  EXPECT_TRUE(r.events.empty());
+  test::ProgressRecorder r;
+  r.refuse = true;
+  EXPECT_EQ(ProgressCreate(nullptr, 6, 5), 0);
+  EXPECT_FALSE(progressOpen());
+  EXPECT_EQ(ProgressDestroy(), 0);
+  EXPECT_EQ(r.destroys, 0) << "no destroy for a dialog that never opened";
 }
-
-#endif  // !_WIN32
+#endif
 
 }  // namespace
 }  // namespace nadiro

