@@ -4,4 +4,5 @@ list(APPEND NADIRO_TEST_SOURCES
   color/pixel_conversions_test.cpp
   color/convert_image_test.cpp
   color/convert_buffer_test.cpp
+  color/convert_rows_test.cpp
 )

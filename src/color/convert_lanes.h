@@ -1,0 +1,275 @@
+// The row kernels of the vector levels: the conversions of formulas.h and
+// the byte scalings of models.h evaluated on N pixels at once, one pixel per
+// lane of a double vector. Every lane performs the scalar path's IEEE
+// operations in the scalar path's order (a branch becomes a lane select of
+// values computed by the very same expressions), so each byte equals the
+// scalar kernel's; the equivalence tests run all 2^24 inputs through every
+// level.
+//
+// Included once by each instruction-set file (convert_rows_<level>.cpp) and
+// compiled there with that level's flags. Everything here has internal
+// linkage, so no copy built for a wider level can stand in for another.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "color/convert_rows.h"
+
+namespace nadiro::color {
+namespace {
+
+typedef double Double2 __attribute__((vector_size(16)));
+typedef double Double4 __attribute__((vector_size(32)));
+typedef double Double8 __attribute__((vector_size(64)));
+typedef int32_t Int2 __attribute__((vector_size(8)));
+typedef int32_t Int4 __attribute__((vector_size(16)));
+typedef int32_t Int8 __attribute__((vector_size(32)));
+
+template <int N>
+struct VectorTypes;
+template <>
+struct VectorTypes<2> {
+  using D = Double2;
+  using I = Int2;
+};
+template <>
+struct VectorTypes<4> {
+  using D = Double4;
+  using I = Int4;
+};
+template <>
+struct VectorTypes<8> {
+  using D = Double8;
+  using I = Int8;
+};
+
+template <int N>
+struct Lanes {
+  using D = typename VectorTypes<N>::D;
+  using I = typename VectorTypes<N>::I;
+
+  static D splat(double v) {
+    D d;
+    for (int k = 0; k < N; ++k) d[k] = v;
+    return d;
+  }
+  static D max3(D x, D y, D z) {
+    const D m = x > y ? x : y;
+    return m > z ? m : z;
+  }
+  static D min3(D x, D y, D z) {
+    const D m = x < y ? x : y;
+    return m < z ? m : z;
+  }
+  // toByte: not above 0 (or not a number) gives 0, 255 and above 255, else
+  // truncation toward zero.
+  static I toByte(D scaled) {
+    const D zero = splat(0.0), top = splat(255.0);
+    D v = scaled > zero ? scaled : zero;
+    v = v >= top ? top : v;
+    return __builtin_convertvector(v, I);
+  }
+};
+
+// Components of one pixel record in memory: a model-order record starts
+// with the first component, an image's reversed record with the last.
+template <Order kOrder>
+constexpr size_t slot(size_t component, size_t bytes) {
+  return kOrder == Order::Model ? component : bytes - 1 - component;
+}
+
+// Reads N three-byte records as doubles through per-component tables of 256
+// entries (the byte scalings of the model's in()).
+template <int N, Order kOrder>
+void loadTriples(const uint8_t* src, const double* t0, const double* t1, const double* t2,
+                 typename Lanes<N>::D& a, typename Lanes<N>::D& b, typename Lanes<N>::D& c) {
+  for (int k = 0; k < N; ++k, src += 3) {
+    a[k] = t0[src[slot<kOrder>(0, 3)]];
+    b[k] = t1[src[slot<kOrder>(1, 3)]];
+    c[k] = t2[src[slot<kOrder>(2, 3)]];
+  }
+}
+
+template <int N, Order kOrder>
+void storeTriples(uint8_t* dst, typename Lanes<N>::I a, typename Lanes<N>::I b,
+                  typename Lanes<N>::I c) {
+  for (int k = 0; k < N; ++k, dst += 3) {
+    dst[slot<kOrder>(0, 3)] = static_cast<uint8_t>(a[k]);
+    dst[slot<kOrder>(1, 3)] = static_cast<uint8_t>(b[k]);
+    dst[slot<kOrder>(2, 3)] = static_cast<uint8_t>(c[k]);
+  }
+}
+
+// --- Members: each Block<N>() converts N records of three bytes. ----------
+
+// RGB to HSV (rgbToHsv, HSV::out).
+struct RgbToHsv {
+  template <int N, Order kOrder>
+  static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+    using L = Lanes<N>;
+    using D = typename L::D;
+    D r, g, b;
+    loadTriples<N, kOrder>(src, t.unit, t.unit, t.unit, r, g, b);
+    const D zero = L::splat(0.0);
+    const D mx = L::max3(r, g, b);
+    const D mn = L::min3(r, g, b);
+    const D s = (mx - mn) / mx;
+    const D d = mx - mn;
+    // The sector's numerator; the red sector adds no offset.
+    const auto red = r == mx, green = g == mx;
+    const D num = red ? g - b : (green ? b - r : r - g);
+    const D q = num / d;
+    D h = red ? q : (green ? 2.0 + q : 4.0 + q);
+    h = s == zero ? zero : h;
+    h = h * 60.0;
+    h = h < zero ? h + 360.0 : h;
+    const auto black = mx == zero;
+    h = black ? L::splat(-1.0) : h;
+    const D sat = black ? zero : s;
+    storeTriples<N, kOrder>(dst, L::toByte(h * 255.0 / 360.0), L::toByte(sat * 255.0),
+                            L::toByte(mx * 255.0));
+  }
+};
+
+// RGB to the double-cone model (rgbToHsi, HSI::out).
+struct RgbToHsi {
+  template <int N, Order kOrder>
+  static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+    using L = Lanes<N>;
+    using D = typename L::D;
+    D r, g, b;
+    loadTriples<N, kOrder>(src, t.unit, t.unit, t.unit, r, g, b);
+    const D zero = L::splat(0.0), one = L::splat(1.0), half = L::splat(0.5);
+    const D mx = L::max3(r, g, b);
+    const D mn = L::min3(r, g, b);
+    const D l = (mx + mn) / 2.0;
+    const D span = l < half ? 2.0 * l : 2.0 - 2.0 * l;
+    const D d = mx - mn;
+    D s = (mx - mn) / span;
+    s = ((zero < l) & (l < one)) ? s : zero;
+    const auto flat = d == zero;
+    s = flat ? zero : s;
+    const auto red = (r == mx) & (r != g), green = (g == mx) & (g != b);
+    const auto blue = (b == mx) & (b != r);
+    const D num = blue ? r - g : (green ? b - r : g - b);
+    const D q = num / d;
+    D h = blue ? 4.0 + q : (green ? 2.0 + q : (red ? q : zero));
+    h = h * 60.0;
+    h = h < zero ? h + 360.0 : h;
+    h = flat ? zero : h;
+    storeTriples<N, kOrder>(dst, L::toByte(h * 255.0 / 360.0), L::toByte(s * 255.0),
+                            L::toByte(l * 255.0));
+  }
+};
+
+// The double-cone model back to RGB (HSI::in, hsiToRgb, RGB::out).
+struct HsiToRgb {
+  template <int N, Order kOrder>
+  static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+    using L = Lanes<N>;
+    using D = typename L::D;
+    D h, s, l;
+    loadTriples<N, kOrder>(src, t.hue, t.unit, t.unit, h, s, l);
+    const D zero = L::splat(0.0), one = L::splat(1.0), half = L::splat(0.5);
+    const auto low = h < L::splat(120.0), mid = h < L::splat(240.0);
+    D r = low ? (120.0 - h) / 60.0 : (mid ? zero : (h - 240.0) / 60.0);
+    D g = low ? h / 60.0 : (mid ? (240.0 - h) / 60.0 : zero);
+    D b = low ? zero : (mid ? (h - 120.0) / 60.0 : (360.0 - h) / 60.0);
+    r = r > one ? one : r;
+    g = g > one ? one : g;
+    b = b > one ? one : b;
+    r = 2.0 * s * r + (1.0 - s);
+    g = 2.0 * s * g + (1.0 - s);
+    b = 2.0 * s * b + (1.0 - s);
+    const auto dark = l < half;
+    const D lr = dark ? l * r : (1.0 - l) * r + 2.0 * l - 1.0;
+    const D lg = dark ? l * g : (1.0 - l) * g + 2.0 * l - 1.0;
+    const D lb = dark ? l * b : (1.0 - l) * b + 2.0 * l - 1.0;
+    storeTriples<N, kOrder>(dst, L::toByte(lr * 255.0), L::toByte(lg * 255.0),
+                            L::toByte(lb * 255.0));
+  }
+};
+
+// RGB to YUV (rgbToYuv, YUV::out).
+struct RgbToYuv {
+  template <int N, Order kOrder>
+  static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+    using L = Lanes<N>;
+    using D = typename L::D;
+    D r, g, b;
+    loadTriples<N, kOrder>(src, t.unit, t.unit, t.unit, r, g, b);
+    const D y = 0.299 * r + 0.587 * g + 0.114 * b;
+    const D u = -0.14713 * r - 0.28886 * g + 0.436 * b;
+    const D v = 0.615 * r - 0.51499 * g - 0.10001 * b;
+    storeTriples<N, kOrder>(dst, L::toByte(y * 255.0), L::toByte((u + 0.436) * 255.0 / 0.872),
+                            L::toByte((v + 0.615) * 255.0 / 1.23));
+  }
+};
+
+// RGB to YIQ (rgbToYiq, YIQ::out).
+struct RgbToYiq {
+  template <int N, Order kOrder>
+  static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+    using L = Lanes<N>;
+    using D = typename L::D;
+    D r, g, b;
+    loadTriples<N, kOrder>(src, t.unit, t.unit, t.unit, r, g, b);
+    const D y = 0.299 * r + 0.587 * g + 0.114 * b;
+    const D i = 0.595716 * r - 0.274453 * g - 0.321263 * b;
+    const D q = 0.211456 * r - 0.522591 * g + 0.311135 * b;
+    storeTriples<N, kOrder>(dst, L::toByte(y * 255.0), L::toByte((i + 0.5957) * 255.0 / 1.1914),
+                            L::toByte((q + 0.5226) * 255.0 / 1.0452));
+  }
+};
+
+// RGB to XYZ (rgbToXyz, XYZ::out).
+struct RgbToXyz {
+  template <int N, Order kOrder>
+  static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+    using L = Lanes<N>;
+    using D = typename L::D;
+    D r, g, b;
+    loadTriples<N, kOrder>(src, t.unit, t.unit, t.unit, r, g, b);
+    const D x = 0.6068909 * r + 0.1735011 * g + 0.200348 * b;
+    const D y = 0.2989164 * r + 0.586599 * g + 0.1144845 * b;
+    const D z = 0.0660957 * g + 1.1162243 * b;
+    storeTriples<N, kOrder>(dst, L::toByte(x * 255.0 / 0.9807), L::toByte(y * 255.0),
+                            L::toByte(z * 255.0 / 1.18232));
+  }
+};
+
+// A member over a run: whole blocks of N, then the rest through a zeroed
+// block of which only the rest is written back.
+template <class Member, int N, Order kOrder>
+void laneRow(const uint8_t* src, uint8_t* dst, size_t count) {
+  const LaneTables& t = laneTables();
+  size_t n = 0;
+  for (; n + N <= count; n += N) Member::template block<N, kOrder>(src + 3 * n, dst + 3 * n, t);
+  if (n == count) return;
+  uint8_t in[3 * size_t{N}] = {};
+  uint8_t out[3 * size_t{N}];
+  const size_t rest = 3 * (count - n);
+  for (size_t j = 0; j < rest; ++j) in[j] = src[3 * n + j];
+  Member::template block<N, kOrder>(in, out, t);
+  for (size_t j = 0; j < rest; ++j) dst[3 * n + j] = out[j];
+}
+
+template <class Member, int N>
+void put(LaneKernels& k, size_t from, size_t to) {
+  k.image[from][to] = &laneRow<Member, N, Order::Reversed>;
+  k.buffer[from][to] = &laneRow<Member, N, Order::Model>;
+}
+
+template <int N>
+void fillLaneKernels(LaneKernels& k) {
+  put<RgbToHsv, N>(k, kRgb, kHsv);
+  put<RgbToHsi, N>(k, kRgb, kHsi);
+  put<HsiToRgb, N>(k, kHsi, kRgb);
+  put<RgbToYuv, N>(k, kRgb, kYuv);
+  put<RgbToYiq, N>(k, kRgb, kYiq);
+  put<RgbToXyz, N>(k, kRgb, kXyz);
+}
+
+}  // namespace
+}  // namespace nadiro::color
