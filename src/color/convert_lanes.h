@@ -16,6 +16,10 @@
 
 #include "color/convert_rows.h"
 
+#if defined(__AVX512F__)
+#include <immintrin.h>
+#endif
+
 namespace nadiro::color {
 namespace {
 
@@ -100,6 +104,68 @@ void storeTriples(uint8_t* dst, typename Lanes<N>::I a, typename Lanes<N>::I b,
     dst[slot<kOrder>(2, 3)] = static_cast<uint8_t>(c[k]);
   }
 }
+
+#if defined(__AVX512F__) && defined(__AVX512BW__) && defined(__AVX512VL__)
+// Eight records with whole-vector moves: the 24 bytes widened to 32-bit
+// lanes, each component picked out by one permutation and looked up with a
+// gather; on the way out the reverse. The load reads 32 bytes (the row
+// loop keeps 8 bytes of input beyond every block it hands in).
+template <Order kOrder>
+void loadTriples8(const uint8_t* src, const double* t0, const double* t1, const double* t2,
+                  Double8& a, Double8& b, Double8& c) {
+  const __m256i bytes = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src));
+  const __m512i lo = _mm512_cvtepu8_epi32(_mm256_castsi256_si128(bytes));
+  const __m512i hi = _mm512_cvtepu8_epi32(_mm256_extracti128_si256(bytes, 1));
+  const auto component = [&](size_t j, const double* table) {
+    const int s = static_cast<int>(slot<kOrder>(j, 3));
+    const __m512i idx = _mm512_setr_epi32(s, s + 3, s + 6, s + 9, s + 12, s + 15, s + 18, s + 21, 0,
+                                          0, 0, 0, 0, 0, 0, 0);
+    const __m512i v = _mm512_permutex2var_epi32(lo, idx, hi);
+    return reinterpret_cast<Double8>(_mm512_i32gather_pd(_mm512_castsi512_si256(v), table, 8));
+  };
+  a = component(0, t0);
+  b = component(1, t1);
+  c = component(2, t2);
+}
+
+template <Order kOrder>
+void storeTriples8(uint8_t* dst, Int8 a, Int8 b, Int8 c) {
+  const Int8 parts[3] = {a, b, c};
+  // m[j]: the component stored at byte j of each record.
+  const __m256i m0 = reinterpret_cast<__m256i>(parts[slot<kOrder>(0, 3)]);
+  const __m256i m1 = reinterpret_cast<__m256i>(parts[slot<kOrder>(1, 3)]);
+  const __m256i m2 = reinterpret_cast<__m256i>(parts[slot<kOrder>(2, 3)]);
+  const __m512i p = _mm512_inserti64x4(_mm512_zextsi256_si512(m0), m1, 1);
+  const __m512i q = _mm512_zextsi256_si512(m2);
+  // Output byte o is record o / 3, position o % 3: p lane k, p lane 8 + k
+  // or q lane k (index 16 + k).
+  const __m512i first = _mm512_setr_epi32(0, 8, 16, 1, 9, 17, 2, 10, 18, 3, 11, 19, 4, 12, 20, 5);
+  const __m512i second = _mm512_setr_epi32(13, 21, 6, 14, 22, 7, 15, 23, 0, 0, 0, 0, 0, 0, 0, 0);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(dst),
+                   _mm512_cvtepi32_epi8(_mm512_permutex2var_epi32(p, first, q)));
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(dst + 16),
+                   _mm512_cvtepi32_epi8(_mm512_permutex2var_epi32(p, second, q)));
+}
+
+template <>
+void loadTriples<8, Order::Reversed>(const uint8_t* src, const double* t0, const double* t1,
+                                     const double* t2, Double8& a, Double8& b, Double8& c) {
+  loadTriples8<Order::Reversed>(src, t0, t1, t2, a, b, c);
+}
+template <>
+void loadTriples<8, Order::Model>(const uint8_t* src, const double* t0, const double* t1,
+                                  const double* t2, Double8& a, Double8& b, Double8& c) {
+  loadTriples8<Order::Model>(src, t0, t1, t2, a, b, c);
+}
+template <>
+void storeTriples<8, Order::Reversed>(uint8_t* dst, Int8 a, Int8 b, Int8 c) {
+  storeTriples8<Order::Reversed>(dst, a, b, c);
+}
+template <>
+void storeTriples<8, Order::Model>(uint8_t* dst, Int8 a, Int8 b, Int8 c) {
+  storeTriples8<Order::Model>(dst, a, b, c);
+}
+#endif
 
 // --- Members: each Block<N>() converts N records of three bytes. ----------
 
@@ -239,20 +305,23 @@ struct RgbToXyz {
   }
 };
 
-// A member over a run: whole blocks of N, then the rest through a zeroed
-// block of which only the rest is written back.
+// A member over a run: whole blocks of N while the input holds 8 bytes
+// more than the block (the widest loads read that far), then the last
+// pixels through zeroed blocks of which only those pixels are written back.
 template <class Member, int N, Order kOrder>
 void laneRow(const uint8_t* src, uint8_t* dst, size_t count) {
   const LaneTables& t = laneTables();
   size_t n = 0;
-  for (; n + N <= count; n += N) Member::template block<N, kOrder>(src + 3 * n, dst + 3 * n, t);
-  if (n == count) return;
-  uint8_t in[3 * size_t{N}] = {};
-  uint8_t out[3 * size_t{N}];
-  const size_t rest = 3 * (count - n);
-  for (size_t j = 0; j < rest; ++j) in[j] = src[3 * n + j];
-  Member::template block<N, kOrder>(in, out, t);
-  for (size_t j = 0; j < rest; ++j) dst[3 * n + j] = out[j];
+  for (; n + N + 3 <= count; n += N) Member::template block<N, kOrder>(src + 3 * n, dst + 3 * n, t);
+  while (n < count) {
+    uint8_t in[3 * size_t{N} + 8] = {};
+    uint8_t out[3 * size_t{N}];
+    const size_t pixels = count - n < size_t{N} ? count - n : size_t{N};
+    for (size_t j = 0; j < 3 * pixels; ++j) in[j] = src[3 * n + j];
+    Member::template block<N, kOrder>(in, out, t);
+    for (size_t j = 0; j < 3 * pixels; ++j) dst[3 * n + j] = out[j];
+    n += pixels;
+  }
 }
 
 template <class Member, int N>
