@@ -20,7 +20,8 @@ namespace {
 struct Size {
   int32_t width, height;
 };
-const Size kSizes[] = {{1, 1}, {2, 3}, {5, 7}, {13, 4}, {33, 3}, {64, 2}};
+// 300 pixels: rows longer than one batch of the HSI adjustments (256).
+const Size kSizes[] = {{1, 1}, {2, 3}, {5, 7}, {13, 4}, {33, 3}, {64, 2}, {300, 2}};
 
 // One adjustment with one set of settings: the export and the expected block.
 struct Case {
