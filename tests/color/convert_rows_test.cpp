@@ -79,7 +79,7 @@ TEST(ConvertRows, EveryLevelGivesTheScalarBytesForEveryPair) {
 
 TEST(ConvertRows, TheConversionsFromRgbHaveVectorKernelsAtEveryLevel) {
   for (CpuLevel level : vectorLevels())
-    for (int32_t to : {kHsv, kHsi, kYuv, kYiq, kXyz})
+    for (int32_t to : {kCmy, kHsv, kHsi, kYuv, kYiq, kXyz})
       EXPECT_NE(laneRowKernel(level, kRgb, to, Order::Reversed), nullptr)
           << to << " at " << cpuLevelName(level);
   EXPECT_EQ(laneRowKernel(CpuLevel::Scalar, kRgb, kHsv, Order::Reversed), nullptr);
