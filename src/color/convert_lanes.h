@@ -11,7 +11,6 @@
 // linkage, so no copy built for a wider level can stand in for another.
 #pragma once
 
-#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -24,6 +23,10 @@
 
 namespace nadiro::color {
 namespace {
+
+// The helpers below take and return whole vectors: inlined, they stay in
+// registers.
+#define NADIRO_LANES_INLINE [[gnu::always_inline]] inline
 
 typedef double Double2 __attribute__((vector_size(16)));
 typedef double Double4 __attribute__((vector_size(32)));
@@ -55,28 +58,35 @@ struct Lanes {
   using D = typename VectorTypes<N>::D;
   using I = typename VectorTypes<N>::I;
 
-  static D splat(double v) {
+  NADIRO_LANES_INLINE static D splat(double v) {
     D d;
     for (int k = 0; k < N; ++k) d[k] = v;
     return d;
   }
-  static D max3(D x, D y, D z) {
+  NADIRO_LANES_INLINE static D max3(D x, D y, D z) {
     const D m = x > y ? x : y;
     return m > z ? m : z;
   }
-  static D min3(D x, D y, D z) {
+  NADIRO_LANES_INLINE static D min3(D x, D y, D z) {
     const D m = x < y ? x : y;
     return m < z ? m : z;
   }
   // toByte: not above 0 (or not a number) gives 0, 255 and above 255, else
   // truncation toward zero.
-  static I toByte(D scaled) {
+  NADIRO_LANES_INLINE static I toByte(D scaled) {
     const D zero = splat(0.0), top = splat(255.0);
     D v = scaled > zero ? scaled : zero;
     v = v >= top ? top : v;
     return __builtin_convertvector(v, I);
   }
 };
+
+// How a loaded byte becomes a double: through kUnit or through kHue.
+enum class Scale { Unit, Hue };
+
+NADIRO_LANES_INLINE const double* scaleTable(const LaneTables& t, Scale s) {
+  return s == Scale::Unit ? t.unit : t.hue;
+}
 
 // Components of one pixel record in memory: a model-order record starts
 // with the first component, an image's reversed record with the last.
@@ -88,8 +98,12 @@ constexpr size_t slot(size_t component, size_t bytes) {
 // Reads N three-byte records as doubles through per-component tables of 256
 // entries (the byte scalings of the model's in()).
 template <int N, Order kOrder>
-void loadTriples(const uint8_t* src, const double* t0, const double* t1, const double* t2,
-                 typename Lanes<N>::D& a, typename Lanes<N>::D& b, typename Lanes<N>::D& c) {
+NADIRO_LANES_INLINE void loadTriples(const uint8_t* src, const LaneTables& t, Scale s0, Scale s1,
+                                     Scale s2, typename Lanes<N>::D& a, typename Lanes<N>::D& b,
+                                     typename Lanes<N>::D& c) {
+  const double* t0 = scaleTable(t, s0);
+  const double* t1 = scaleTable(t, s1);
+  const double* t2 = scaleTable(t, s2);
   for (int k = 0; k < N; ++k, src += 3) {
     a[k] = t0[src[slot<kOrder>(0, 3)]];
     b[k] = t1[src[slot<kOrder>(1, 3)]];
@@ -98,8 +112,8 @@ void loadTriples(const uint8_t* src, const double* t0, const double* t1, const d
 }
 
 template <int N, Order kOrder>
-void storeTriples(uint8_t* dst, typename Lanes<N>::I a, typename Lanes<N>::I b,
-                  typename Lanes<N>::I c) {
+NADIRO_LANES_INLINE void storeTriples(uint8_t* dst, typename Lanes<N>::I a, typename Lanes<N>::I b,
+                                      typename Lanes<N>::I c) {
   for (int k = 0; k < N; ++k, dst += 3) {
     dst[slot<kOrder>(0, 3)] = static_cast<uint8_t>(a[k]);
     dst[slot<kOrder>(1, 3)] = static_cast<uint8_t>(b[k]);
@@ -113,32 +127,30 @@ void storeTriples(uint8_t* dst, typename Lanes<N>::I a, typename Lanes<N>::I b,
 // vector; on the way out the reverse. The load reads 32 bytes (the row loop
 // keeps 8 bytes of input beyond every block it hands in).
 template <Order kOrder>
-void loadTriples8(const uint8_t* src, const double* t0, const double* t1, const double* t2,
-                  Double8& a, Double8& b, Double8& c) {
+NADIRO_LANES_INLINE void loadTriples8(const uint8_t* src, Scale s0, Scale s1, Scale s2, Double8& a,
+                                      Double8& b, Double8& c) {
   const __m256i bytes = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src));
   const __m512i lo = _mm512_cvtepu8_epi32(_mm256_castsi256_si128(bytes));
   const __m512i hi = _mm512_cvtepu8_epi32(_mm256_extracti128_si256(bytes, 1));
-  const auto component = [&](size_t j, const double* table) {
+  const auto component = [&](size_t j, Scale scale) {
     const int s = static_cast<int>(slot<kOrder>(j, 3));
     const __m512i idx = _mm512_setr_epi32(s, s + 3, s + 6, s + 9, s + 12, s + 15, s + 18, s + 21, 0,
                                           0, 0, 0, 0, 0, 0, 0);
-    const __m512i v = _mm512_permutex2var_epi32(lo, idx, hi);
-    // The tables are byteTable(f): f(byte / 255.0) for every byte, with f
-    // the identity (kUnit) or u * 360.0 (kHue). Dividing here is cheaper
-    // than a gather and gives the same doubles.
-    const __m512d unit =
-        _mm512_div_pd(_mm512_cvtepi32_pd(_mm512_castsi512_si256(v)), _mm512_set1_pd(255.0));
-    if (table == laneTables().hue) return reinterpret_cast<Double8>(unit) * 360.0;
-    assert(table == laneTables().unit);
-    return reinterpret_cast<Double8>(unit);
+    const __m512d value =
+        _mm512_cvtepi32_pd(_mm512_castsi512_si256(_mm512_permutex2var_epi32(lo, idx, hi)));
+    // kUnit and kHue are byteTable(f): f(byte / 255.0) for every byte, with
+    // f the identity or u * 360.0. Dividing here is cheaper than a gather and
+    // gives the same doubles.
+    const Double8 unit = reinterpret_cast<Double8>(_mm512_div_pd(value, _mm512_set1_pd(255.0)));
+    return scale == Scale::Hue ? unit * 360.0 : unit;
   };
-  a = component(0, t0);
-  b = component(1, t1);
-  c = component(2, t2);
+  a = component(0, s0);
+  b = component(1, s1);
+  c = component(2, s2);
 }
 
 template <Order kOrder>
-void storeTriples8(uint8_t* dst, Int8 a, Int8 b, Int8 c) {
+NADIRO_LANES_INLINE void storeTriples8(uint8_t* dst, Int8 a, Int8 b, Int8 c) {
   const Int8 parts[3] = {a, b, c};
   // m[j]: the component stored at byte j of each record.
   const __m256i m0 = reinterpret_cast<__m256i>(parts[slot<kOrder>(0, 3)]);
@@ -157,21 +169,23 @@ void storeTriples8(uint8_t* dst, Int8 a, Int8 b, Int8 c) {
 }
 
 template <>
-void loadTriples<8, Order::Reversed>(const uint8_t* src, const double* t0, const double* t1,
-                                     const double* t2, Double8& a, Double8& b, Double8& c) {
-  loadTriples8<Order::Reversed>(src, t0, t1, t2, a, b, c);
+NADIRO_LANES_INLINE void loadTriples<8, Order::Reversed>(const uint8_t* src, const LaneTables&,
+                                                         Scale s0, Scale s1, Scale s2, Double8& a,
+                                                         Double8& b, Double8& c) {
+  loadTriples8<Order::Reversed>(src, s0, s1, s2, a, b, c);
 }
 template <>
-void loadTriples<8, Order::Model>(const uint8_t* src, const double* t0, const double* t1,
-                                  const double* t2, Double8& a, Double8& b, Double8& c) {
-  loadTriples8<Order::Model>(src, t0, t1, t2, a, b, c);
+NADIRO_LANES_INLINE void loadTriples<8, Order::Model>(const uint8_t* src, const LaneTables&,
+                                                      Scale s0, Scale s1, Scale s2, Double8& a,
+                                                      Double8& b, Double8& c) {
+  loadTriples8<Order::Model>(src, s0, s1, s2, a, b, c);
 }
 template <>
-void storeTriples<8, Order::Reversed>(uint8_t* dst, Int8 a, Int8 b, Int8 c) {
+NADIRO_LANES_INLINE void storeTriples<8, Order::Reversed>(uint8_t* dst, Int8 a, Int8 b, Int8 c) {
   storeTriples8<Order::Reversed>(dst, a, b, c);
 }
 template <>
-void storeTriples<8, Order::Model>(uint8_t* dst, Int8 a, Int8 b, Int8 c) {
+NADIRO_LANES_INLINE void storeTriples<8, Order::Model>(uint8_t* dst, Int8 a, Int8 b, Int8 c) {
   storeTriples8<Order::Model>(dst, a, b, c);
 }
 #endif
@@ -181,11 +195,11 @@ void storeTriples<8, Order::Model>(uint8_t* dst, Int8 a, Int8 b, Int8 c) {
 // RGB to HSV (rgbToHsv, HSV::out).
 struct RgbToHsv {
   template <int N, Order kOrder>
-  static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+  NADIRO_LANES_INLINE static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
     using L = Lanes<N>;
     using D = typename L::D;
     D r, g, b;
-    loadTriples<N, kOrder>(src, t.unit, t.unit, t.unit, r, g, b);
+    loadTriples<N, kOrder>(src, t, Scale::Unit, Scale::Unit, Scale::Unit, r, g, b);
     const D zero = L::splat(0.0);
     const D mx = L::max3(r, g, b);
     const D mn = L::min3(r, g, b);
@@ -210,11 +224,11 @@ struct RgbToHsv {
 // RGB to the double-cone model (rgbToHsi, HSI::out).
 struct RgbToHsi {
   template <int N, Order kOrder>
-  static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+  NADIRO_LANES_INLINE static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
     using L = Lanes<N>;
     using D = typename L::D;
     D r, g, b;
-    loadTriples<N, kOrder>(src, t.unit, t.unit, t.unit, r, g, b);
+    loadTriples<N, kOrder>(src, t, Scale::Unit, Scale::Unit, Scale::Unit, r, g, b);
     const D zero = L::splat(0.0), one = L::splat(1.0), half = L::splat(0.5);
     const D mx = L::max3(r, g, b);
     const D mn = L::min3(r, g, b);
@@ -241,11 +255,11 @@ struct RgbToHsi {
 // The double-cone model back to RGB (HSI::in, hsiToRgb, RGB::out).
 struct HsiToRgb {
   template <int N, Order kOrder>
-  static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+  NADIRO_LANES_INLINE static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
     using L = Lanes<N>;
     using D = typename L::D;
     D h, s, l;
-    loadTriples<N, kOrder>(src, t.hue, t.unit, t.unit, h, s, l);
+    loadTriples<N, kOrder>(src, t, Scale::Hue, Scale::Unit, Scale::Unit, h, s, l);
     const D zero = L::splat(0.0), one = L::splat(1.0), half = L::splat(0.5);
     const auto low = h < L::splat(120.0), mid = h < L::splat(240.0);
     D r = low ? (120.0 - h) / 60.0 : (mid ? zero : (h - 240.0) / 60.0);
@@ -269,11 +283,11 @@ struct HsiToRgb {
 // RGB to YUV (rgbToYuv, YUV::out).
 struct RgbToYuv {
   template <int N, Order kOrder>
-  static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+  NADIRO_LANES_INLINE static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
     using L = Lanes<N>;
     using D = typename L::D;
     D r, g, b;
-    loadTriples<N, kOrder>(src, t.unit, t.unit, t.unit, r, g, b);
+    loadTriples<N, kOrder>(src, t, Scale::Unit, Scale::Unit, Scale::Unit, r, g, b);
     const D y = 0.299 * r + 0.587 * g + 0.114 * b;
     const D u = -0.14713 * r - 0.28886 * g + 0.436 * b;
     const D v = 0.615 * r - 0.51499 * g - 0.10001 * b;
@@ -285,11 +299,11 @@ struct RgbToYuv {
 // RGB to YIQ (rgbToYiq, YIQ::out).
 struct RgbToYiq {
   template <int N, Order kOrder>
-  static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+  NADIRO_LANES_INLINE static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
     using L = Lanes<N>;
     using D = typename L::D;
     D r, g, b;
-    loadTriples<N, kOrder>(src, t.unit, t.unit, t.unit, r, g, b);
+    loadTriples<N, kOrder>(src, t, Scale::Unit, Scale::Unit, Scale::Unit, r, g, b);
     const D y = 0.299 * r + 0.587 * g + 0.114 * b;
     const D i = 0.595716 * r - 0.274453 * g - 0.321263 * b;
     const D q = 0.211456 * r - 0.522591 * g + 0.311135 * b;
@@ -301,11 +315,11 @@ struct RgbToYiq {
 // RGB to XYZ (rgbToXyz, XYZ::out).
 struct RgbToXyz {
   template <int N, Order kOrder>
-  static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+  NADIRO_LANES_INLINE static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
     using L = Lanes<N>;
     using D = typename L::D;
     D r, g, b;
-    loadTriples<N, kOrder>(src, t.unit, t.unit, t.unit, r, g, b);
+    loadTriples<N, kOrder>(src, t, Scale::Unit, Scale::Unit, Scale::Unit, r, g, b);
     const D x = 0.6068909 * r + 0.1735011 * g + 0.200348 * b;
     const D y = 0.2989164 * r + 0.586599 * g + 0.1144845 * b;
     const D z = 0.0660957 * g + 1.1162243 * b;
@@ -358,6 +372,8 @@ void fillLaneKernels(LaneKernels& k) {
     k.buffer[from][to] = &complementRow;
   }
 }
+
+#undef NADIRO_LANES_INLINE
 
 }  // namespace
 }  // namespace nadiro::color
