@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <random>
 #include <string>
@@ -30,6 +31,13 @@ std::vector<uint8_t> run(RowKernel kernel, const std::vector<uint8_t>& src, size
   std::vector<uint8_t> dst(pixels * outBytes, 0xA5);
   kernel(src.data(), dst.data(), pixels);
   return dst;
+}
+
+// The index of the first byte where a and b differ, or -1 when equal.
+long firstDifference(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) {
+  if (a.size() != b.size()) return 0;
+  const auto d = std::mismatch(a.begin(), a.end(), b.begin());
+  return d.first == a.end() ? -1 : static_cast<long>(d.first - a.begin());
 }
 
 // Records that reach every branch: all ties of the three channels, the
@@ -64,12 +72,16 @@ TEST(ConvertRows, EveryLevelGivesTheScalarBytesForEveryPair) {
           if (!lanes) continue;
           ASSERT_NE(scalar, nullptr);
           const uint32_t out = modelBytes(to);
-          EXPECT_EQ(run(lanes, sample, pixels, out), run(scalar, sample, pixels, out))
+          EXPECT_EQ(
+              firstDifference(run(lanes, sample, pixels, out), run(scalar, sample, pixels, out)),
+              -1)
               << from << " -> " << to << " at " << cpuLevelName(level)
               << (order == Order::Model ? " (buffer order)" : " (image order)");
           // Short runs: every count below two blocks of the widest level.
           for (size_t count = 1; count < 17; ++count)
-            EXPECT_EQ(run(lanes, sample, count, out), run(scalar, sample, count, out))
+            EXPECT_EQ(
+                firstDifference(run(lanes, sample, count, out), run(scalar, sample, count, out)),
+                -1)
                 << from << " -> " << to << " at " << cpuLevelName(level) << ", " << count
                 << " pixels";
         }
