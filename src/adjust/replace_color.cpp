@@ -43,8 +43,7 @@ void replaceColorRow(uint8_t* bgr, size_t count, const Replacement& r) {
   moveRowInHsi(
       bgr, count, [&r](const uint8_t* px) { return inBox(px, r.box); },
       [&r](const uint8_t* hsi, uint8_t* moved) {
-        moveHsi(hsi, wrapHueAt255(int64_t{hsi[0]} + r.hueShift), r.saturation, r.intensity,
-                moved);
+        moveHsi(hsi, wrapHueAt255(int64_t{hsi[0]} + r.hueShift), r.saturation, r.intensity, moved);
         return true;
       });
 }

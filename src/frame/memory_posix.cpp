@@ -41,8 +41,8 @@ class HandleTable {
     void* data = takeSpare(bytes, (flags & kZeroInit) != 0);
     // One byte at least, so that a zero-sized block still has an address.
     if (!data)
-      data = (flags & kZeroInit) ? std::calloc(bytes ? bytes : 1, 1)
-                                 : std::malloc(bytes ? bytes : 1);
+      data =
+          (flags & kZeroInit) ? std::calloc(bytes ? bytes : 1, 1) : std::malloc(bytes ? bytes : 1);
     if (!data) return nullptr;
     std::lock_guard guard(mutex_);
     size_t index;
