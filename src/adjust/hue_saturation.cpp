@@ -47,14 +47,14 @@ uint8_t wrapHueStepPast(int64_t hue) {
 }
 
 void hueSaturationRow(uint8_t* bgr, size_t count, const HueSaturation& s) {
-  for (size_t i = 0; i < count; ++i) {
-    uint8_t* px = bgr + 3 * i;
-    uint8_t hsi[3];
-    pixelToHsi(px, hsi);
-    if (!inHueRange(hsi[0], s.rangeStart, s.rangeEnd)) continue;
-    writeMovedHsi(px, hsi, wrapHueStepPast(int64_t{hsi[0]} + s.hueShift), s.saturation,
-                  s.intensity);
-  }
+  moveRowInHsi(
+      bgr, count, [](const uint8_t*) { return true; },
+      [&s](const uint8_t* hsi, uint8_t* moved) {
+        if (!inHueRange(hsi[0], s.rangeStart, s.rangeEnd)) return false;
+        moveHsi(hsi, wrapHueStepPast(int64_t{hsi[0]} + s.hueShift), s.saturation, s.intensity,
+                moved);
+        return true;
+      });
 }
 
 void hueSaturation(const Picture& p, const HueSaturation& s) {

@@ -40,14 +40,12 @@ ColorBox replaceBox(uint32_t colour, uint32_t tolerance) {
 }
 
 void replaceColorRow(uint8_t* bgr, size_t count, const Replacement& r) {
-  for (size_t i = 0; i < count; ++i) {
-    uint8_t* px = bgr + 3 * i;
-    if (!inBox(px, r.box)) continue;
-    uint8_t hsi[3];
-    pixelToHsi(px, hsi);
-    writeMovedHsi(px, hsi, wrapHueAt255(int64_t{hsi[0]} + r.hueShift), r.saturation,
-                  r.intensity);
-  }
+  moveRowInHsi(
+      bgr, count, [&r](const uint8_t* px) { return inBox(px, r.box); },
+      [&r](const uint8_t* hsi, uint8_t* moved) {
+        moveHsi(hsi, wrapHueAt255(int64_t{hsi[0]} + r.hueShift), r.saturation, r.intensity, moved);
+        return true;
+      });
 }
 
 void replaceColor(const Picture& p, const Replacement& r) {

@@ -3,6 +3,7 @@
 
 #include <array>
 
+#include "color/convert_rows.h"
 #include "color/models.h"
 
 namespace nadiro::color {
@@ -42,10 +43,15 @@ constexpr KernelTable kBufferKernels = makeTable<Order::Model>();
 
 }  // namespace
 
-RowKernel rowKernelFor(int32_t from, int32_t to, Order order) {
+RowKernel scalarRowKernel(int32_t from, int32_t to, Order order) {
   if (from < 1 || from > kModelCount || to < 1 || to > kModelCount) return nullptr;
   const auto& table = order == Order::Reversed ? kImageKernels : kBufferKernels;
   return table[static_cast<size_t>(from)][static_cast<size_t>(to)];
+}
+
+RowKernel rowKernelFor(int32_t from, int32_t to, Order order) {
+  if (RowKernel lanes = laneRowKernel(cpuLevel(), from, to, order)) return lanes;
+  return scalarRowKernel(from, to, order);
 }
 
 void walkRange(const Walk& w, uint64_t begin, uint64_t end) {

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "frame/memory.h"
@@ -32,13 +33,16 @@ class HandleTable {
   HandleTable& operator=(const HandleTable&) = delete;
   ~HandleTable() {
     for (Slot& s : slots_) std::free(s.data);
+    std::free(spare_.data);
   }
 
   MemHandle alloc(uint32_t flags, size_t bytes) {
     if (bytes > kMaxBlockBytes) return nullptr;
+    void* data = takeSpare(bytes, (flags & kZeroInit) != 0);
     // One byte at least, so that a zero-sized block still has an address.
-    void* data = (flags & kZeroInit) ? std::calloc(bytes ? bytes : 1, 1)
-                                     : std::malloc(bytes ? bytes : 1);
+    if (!data)
+      data =
+          (flags & kZeroInit) ? std::calloc(bytes ? bytes : 1, 1) : std::malloc(bytes ? bytes : 1);
     if (!data) return nullptr;
     std::lock_guard guard(mutex_);
     size_t index;
@@ -90,6 +94,13 @@ class HandleTable {
       Slot* s = find(h);
       if (!s) return h;
       data = s->data;
+      if (s->size >= kSpareMinimum) {
+        // Keep the block's pages for the next image of about its size (an
+        // operation's result freed, the next one allocated): fresh pages cost
+        // a fault each on first touch.
+        std::swap(data, spare_.data);
+        spare_.size = s->size;
+      }
       *s = Slot{nullptr, 0, 0, s->generation + 1, false};
       if (s->generation > (~uintptr_t{0} >> kSlotBits)) s->generation = 1;
       free_.push_back(static_cast<size_t>(reinterpret_cast<uintptr_t>(h) & kSlotMask) - 1);
@@ -99,6 +110,24 @@ class HandleTable {
   }
 
  private:
+  static constexpr size_t kSpareMinimum = size_t{1} << 20;
+
+  // The most recently freed large block, if its size suits `bytes` (at most
+  // a quarter larger), zeroed when asked.
+  void* takeSpare(size_t bytes, bool zero) {
+    if (bytes < kSpareMinimum) return nullptr;
+    unsigned char* data = nullptr;
+    {
+      std::lock_guard guard(mutex_);
+      if (!spare_.data || spare_.size < bytes || spare_.size - bytes > spare_.size / 4)
+        return nullptr;
+      data = spare_.data;
+      spare_ = Slot{};
+    }
+    if (zero) std::memset(data, 0, bytes);
+    return data;
+  }
+
   static MemHandle encode(size_t index, uintptr_t generation) {
     return reinterpret_cast<MemHandle>((generation << kSlotBits) | (uintptr_t{index} + 1));
   }
@@ -115,6 +144,7 @@ class HandleTable {
   std::mutex mutex_;
   std::vector<Slot> slots_;
   std::vector<size_t> free_;
+  Slot spare_;  // data and size only
 };
 
 HandleTable& table() {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <thread>
 #include <vector>
@@ -31,6 +32,30 @@ TEST(Memory, ZeroFillFlagsAndSize) {
     auto* p = static_cast<uint8_t*>(memLock(h));
     ASSERT_NE(p, nullptr);
     EXPECT_EQ(std::count(p, p + 1000, 0), 1000);
+    memUnlock(h);
+    memFree(h);
+  }
+}
+
+// A large block freed with bytes in it and a block of about its size asked
+// for next: whatever memory the new block gets, it is zero-filled when asked
+// and has its own size.
+TEST(Memory, LargeBlocksFreedDirtyComeBackZeroFilled) {
+  const size_t big = size_t{3} << 20;
+  for (size_t next : {big, big - 4096, big - big / 8, big / 2, big + 1}) {
+    MemHandle dirty = memAlloc(kMemMoveableZero, big);
+    ASSERT_NE(dirty, nullptr);
+    auto* d = static_cast<uint8_t*>(memLock(dirty));
+    ASSERT_NE(d, nullptr);
+    std::memset(d, 0xCD, big);
+    memUnlock(dirty);
+    memFree(dirty);
+    MemHandle h = memAlloc(kMemMoveableZero, next);
+    ASSERT_NE(h, nullptr);
+    EXPECT_EQ(memSize(h), next);
+    auto* p = static_cast<uint8_t*>(memLock(h));
+    ASSERT_NE(p, nullptr);
+    EXPECT_EQ(static_cast<size_t>(std::count(p, p + next, 0)), next) << next;
     memUnlock(h);
     memFree(h);
   }

@@ -1,0 +1,379 @@
+// The row kernels of the vector levels: the conversions of formulas.h and
+// the byte scalings of models.h evaluated on N pixels at once, one pixel per
+// lane of a double vector. Every lane performs the scalar path's IEEE
+// operations in the scalar path's order (a branch becomes a lane select of
+// values computed by the very same expressions), so each byte equals the
+// scalar kernel's; the equivalence tests run all 2^24 inputs through every
+// level.
+//
+// Included once by each instruction-set file (convert_rows_<level>.cpp) and
+// compiled there with that level's flags. Everything here has internal
+// linkage, so no copy built for a wider level can stand in for another.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+
+#include "color/convert_rows.h"
+
+#if defined(__AVX512F__)
+#include <immintrin.h>
+#endif
+
+namespace nadiro::color {
+namespace {
+
+// The helpers below take and return whole vectors: inlined, they stay in
+// registers.
+#define NADIRO_LANES_INLINE [[gnu::always_inline]] inline
+
+typedef double Double2 __attribute__((vector_size(16)));
+typedef double Double4 __attribute__((vector_size(32)));
+typedef double Double8 __attribute__((vector_size(64)));
+typedef int32_t Int2 __attribute__((vector_size(8)));
+typedef int32_t Int4 __attribute__((vector_size(16)));
+typedef int32_t Int8 __attribute__((vector_size(32)));
+
+template <int N>
+struct VectorTypes;
+template <>
+struct VectorTypes<2> {
+  using D = Double2;
+  using I = Int2;
+};
+template <>
+struct VectorTypes<4> {
+  using D = Double4;
+  using I = Int4;
+};
+template <>
+struct VectorTypes<8> {
+  using D = Double8;
+  using I = Int8;
+};
+
+template <int N>
+struct Lanes {
+  using D = typename VectorTypes<N>::D;
+  using I = typename VectorTypes<N>::I;
+
+  NADIRO_LANES_INLINE static D splat(double v) {
+    D d;
+    for (int k = 0; k < N; ++k) d[k] = v;
+    return d;
+  }
+  NADIRO_LANES_INLINE static D max3(D x, D y, D z) {
+    const D m = x > y ? x : y;
+    return m > z ? m : z;
+  }
+  NADIRO_LANES_INLINE static D min3(D x, D y, D z) {
+    const D m = x < y ? x : y;
+    return m < z ? m : z;
+  }
+  // toByte: not above 0 (or not a number) gives 0, 255 and above 255, else
+  // truncation toward zero.
+  NADIRO_LANES_INLINE static I toByte(D scaled) {
+    const D zero = splat(0.0), top = splat(255.0);
+    D v = scaled > zero ? scaled : zero;
+    v = v >= top ? top : v;
+    return __builtin_convertvector(v, I);
+  }
+};
+
+// How a loaded byte becomes a double: through kUnit or through kHue.
+enum class Scale { Unit, Hue };
+
+NADIRO_LANES_INLINE const double* scaleTable(const LaneTables& t, Scale s) {
+  return s == Scale::Unit ? t.unit : t.hue;
+}
+
+// Components of one pixel record in memory: a model-order record starts
+// with the first component, an image's reversed record with the last.
+template <Order kOrder>
+constexpr size_t slot(size_t component, size_t bytes) {
+  return kOrder == Order::Model ? component : bytes - 1 - component;
+}
+
+// Reads N three-byte records as doubles through per-component tables of 256
+// entries (the byte scalings of the model's in()).
+template <int N, Order kOrder>
+NADIRO_LANES_INLINE void loadTriples(const uint8_t* src, const LaneTables& t, Scale s0, Scale s1,
+                                     Scale s2, typename Lanes<N>::D& a, typename Lanes<N>::D& b,
+                                     typename Lanes<N>::D& c) {
+  const double* t0 = scaleTable(t, s0);
+  const double* t1 = scaleTable(t, s1);
+  const double* t2 = scaleTable(t, s2);
+  for (int k = 0; k < N; ++k, src += 3) {
+    a[k] = t0[src[slot<kOrder>(0, 3)]];
+    b[k] = t1[src[slot<kOrder>(1, 3)]];
+    c[k] = t2[src[slot<kOrder>(2, 3)]];
+  }
+}
+
+template <int N, Order kOrder>
+NADIRO_LANES_INLINE void storeTriples(uint8_t* dst, typename Lanes<N>::I a, typename Lanes<N>::I b,
+                                      typename Lanes<N>::I c) {
+  for (int k = 0; k < N; ++k, dst += 3) {
+    dst[slot<kOrder>(0, 3)] = static_cast<uint8_t>(a[k]);
+    dst[slot<kOrder>(1, 3)] = static_cast<uint8_t>(b[k]);
+    dst[slot<kOrder>(2, 3)] = static_cast<uint8_t>(c[k]);
+  }
+}
+
+#if defined(__AVX512F__) && defined(__AVX512BW__) && defined(__AVX512VL__)
+// Eight records with whole-vector moves: the 24 bytes widened to 32-bit
+// lanes, each component picked out by one permutation and scaled in the
+// vector; on the way out the reverse. The load reads 32 bytes (the row loop
+// keeps 8 bytes of input beyond every block it hands in).
+template <Order kOrder>
+NADIRO_LANES_INLINE void loadTriples8(const uint8_t* src, Scale s0, Scale s1, Scale s2, Double8& a,
+                                      Double8& b, Double8& c) {
+  const __m256i bytes = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src));
+  const __m512i lo = _mm512_cvtepu8_epi32(_mm256_castsi256_si128(bytes));
+  const __m512i hi = _mm512_cvtepu8_epi32(_mm256_extracti128_si256(bytes, 1));
+  const auto component = [&](size_t j, Scale scale) {
+    const int s = static_cast<int>(slot<kOrder>(j, 3));
+    const __m512i idx = _mm512_setr_epi32(s, s + 3, s + 6, s + 9, s + 12, s + 15, s + 18, s + 21, 0,
+                                          0, 0, 0, 0, 0, 0, 0);
+    const __m512d value =
+        _mm512_cvtepi32_pd(_mm512_castsi512_si256(_mm512_permutex2var_epi32(lo, idx, hi)));
+    // kUnit and kHue are byteTable(f): f(byte / 255.0) for every byte, with
+    // f the identity or u * 360.0. Dividing here is cheaper than a gather and
+    // gives the same doubles.
+    const Double8 unit = reinterpret_cast<Double8>(_mm512_div_pd(value, _mm512_set1_pd(255.0)));
+    return scale == Scale::Hue ? unit * 360.0 : unit;
+  };
+  a = component(0, s0);
+  b = component(1, s1);
+  c = component(2, s2);
+}
+
+template <Order kOrder>
+NADIRO_LANES_INLINE void storeTriples8(uint8_t* dst, Int8 a, Int8 b, Int8 c) {
+  const Int8 parts[3] = {a, b, c};
+  // m[j]: the component stored at byte j of each record.
+  const __m256i m0 = reinterpret_cast<__m256i>(parts[slot<kOrder>(0, 3)]);
+  const __m256i m1 = reinterpret_cast<__m256i>(parts[slot<kOrder>(1, 3)]);
+  const __m256i m2 = reinterpret_cast<__m256i>(parts[slot<kOrder>(2, 3)]);
+  const __m512i p = _mm512_inserti64x4(_mm512_zextsi256_si512(m0), m1, 1);
+  const __m512i q = _mm512_zextsi256_si512(m2);
+  // Output byte o is record o / 3, position o % 3: p lane k, p lane 8 + k
+  // or q lane k (index 16 + k).
+  const __m512i first = _mm512_setr_epi32(0, 8, 16, 1, 9, 17, 2, 10, 18, 3, 11, 19, 4, 12, 20, 5);
+  const __m512i second = _mm512_setr_epi32(13, 21, 6, 14, 22, 7, 15, 23, 0, 0, 0, 0, 0, 0, 0, 0);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(dst),
+                   _mm512_cvtepi32_epi8(_mm512_permutex2var_epi32(p, first, q)));
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(dst + 16),
+                   _mm512_cvtepi32_epi8(_mm512_permutex2var_epi32(p, second, q)));
+}
+
+template <>
+NADIRO_LANES_INLINE void loadTriples<8, Order::Reversed>(const uint8_t* src, const LaneTables&,
+                                                         Scale s0, Scale s1, Scale s2, Double8& a,
+                                                         Double8& b, Double8& c) {
+  loadTriples8<Order::Reversed>(src, s0, s1, s2, a, b, c);
+}
+template <>
+NADIRO_LANES_INLINE void loadTriples<8, Order::Model>(const uint8_t* src, const LaneTables&,
+                                                      Scale s0, Scale s1, Scale s2, Double8& a,
+                                                      Double8& b, Double8& c) {
+  loadTriples8<Order::Model>(src, s0, s1, s2, a, b, c);
+}
+template <>
+NADIRO_LANES_INLINE void storeTriples<8, Order::Reversed>(uint8_t* dst, Int8 a, Int8 b, Int8 c) {
+  storeTriples8<Order::Reversed>(dst, a, b, c);
+}
+template <>
+NADIRO_LANES_INLINE void storeTriples<8, Order::Model>(uint8_t* dst, Int8 a, Int8 b, Int8 c) {
+  storeTriples8<Order::Model>(dst, a, b, c);
+}
+#endif
+
+// --- Members: each Block<N>() converts N records of three bytes. ----------
+
+// RGB to HSV (rgbToHsv, HSV::out).
+struct RgbToHsv {
+  template <int N, Order kOrder>
+  NADIRO_LANES_INLINE static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+    using L = Lanes<N>;
+    using D = typename L::D;
+    D r, g, b;
+    loadTriples<N, kOrder>(src, t, Scale::Unit, Scale::Unit, Scale::Unit, r, g, b);
+    const D zero = L::splat(0.0);
+    const D mx = L::max3(r, g, b);
+    const D mn = L::min3(r, g, b);
+    const D s = (mx - mn) / mx;
+    const D d = mx - mn;
+    // The sector's numerator; the red sector adds no offset.
+    const auto red = r == mx, green = g == mx;
+    const D num = red ? g - b : (green ? b - r : r - g);
+    const D q = num / d;
+    D h = red ? q : (green ? 2.0 + q : 4.0 + q);
+    h = s == zero ? zero : h;
+    h = h * 60.0;
+    h = h < zero ? h + 360.0 : h;
+    const auto black = mx == zero;
+    h = black ? L::splat(-1.0) : h;
+    const D sat = black ? zero : s;
+    storeTriples<N, kOrder>(dst, L::toByte(h * 255.0 / 360.0), L::toByte(sat * 255.0),
+                            L::toByte(mx * 255.0));
+  }
+};
+
+// RGB to the double-cone model (rgbToHsi, HSI::out).
+struct RgbToHsi {
+  template <int N, Order kOrder>
+  NADIRO_LANES_INLINE static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+    using L = Lanes<N>;
+    using D = typename L::D;
+    D r, g, b;
+    loadTriples<N, kOrder>(src, t, Scale::Unit, Scale::Unit, Scale::Unit, r, g, b);
+    const D zero = L::splat(0.0), one = L::splat(1.0), half = L::splat(0.5);
+    const D mx = L::max3(r, g, b);
+    const D mn = L::min3(r, g, b);
+    const D l = (mx + mn) / 2.0;
+    const D span = l < half ? 2.0 * l : 2.0 - 2.0 * l;
+    const D d = mx - mn;
+    D s = (mx - mn) / span;
+    s = ((zero < l) & (l < one)) ? s : zero;
+    const auto flat = d == zero;
+    s = flat ? zero : s;
+    const auto red = (r == mx) & (r != g), green = (g == mx) & (g != b);
+    const auto blue = (b == mx) & (b != r);
+    const D num = blue ? r - g : (green ? b - r : g - b);
+    const D q = num / d;
+    D h = blue ? 4.0 + q : (green ? 2.0 + q : (red ? q : zero));
+    h = h * 60.0;
+    h = h < zero ? h + 360.0 : h;
+    h = flat ? zero : h;
+    storeTriples<N, kOrder>(dst, L::toByte(h * 255.0 / 360.0), L::toByte(s * 255.0),
+                            L::toByte(l * 255.0));
+  }
+};
+
+// The double-cone model back to RGB (HSI::in, hsiToRgb, RGB::out).
+struct HsiToRgb {
+  template <int N, Order kOrder>
+  NADIRO_LANES_INLINE static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+    using L = Lanes<N>;
+    using D = typename L::D;
+    D h, s, l;
+    loadTriples<N, kOrder>(src, t, Scale::Hue, Scale::Unit, Scale::Unit, h, s, l);
+    const D zero = L::splat(0.0), one = L::splat(1.0), half = L::splat(0.5);
+    const auto low = h < L::splat(120.0), mid = h < L::splat(240.0);
+    D r = low ? (120.0 - h) / 60.0 : (mid ? zero : (h - 240.0) / 60.0);
+    D g = low ? h / 60.0 : (mid ? (240.0 - h) / 60.0 : zero);
+    D b = low ? zero : (mid ? (h - 120.0) / 60.0 : (360.0 - h) / 60.0);
+    r = r > one ? one : r;
+    g = g > one ? one : g;
+    b = b > one ? one : b;
+    r = 2.0 * s * r + (1.0 - s);
+    g = 2.0 * s * g + (1.0 - s);
+    b = 2.0 * s * b + (1.0 - s);
+    const auto dark = l < half;
+    const D lr = dark ? l * r : (1.0 - l) * r + 2.0 * l - 1.0;
+    const D lg = dark ? l * g : (1.0 - l) * g + 2.0 * l - 1.0;
+    const D lb = dark ? l * b : (1.0 - l) * b + 2.0 * l - 1.0;
+    storeTriples<N, kOrder>(dst, L::toByte(lr * 255.0), L::toByte(lg * 255.0),
+                            L::toByte(lb * 255.0));
+  }
+};
+
+// RGB to YUV (rgbToYuv, YUV::out).
+struct RgbToYuv {
+  template <int N, Order kOrder>
+  NADIRO_LANES_INLINE static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+    using L = Lanes<N>;
+    using D = typename L::D;
+    D r, g, b;
+    loadTriples<N, kOrder>(src, t, Scale::Unit, Scale::Unit, Scale::Unit, r, g, b);
+    const D y = 0.299 * r + 0.587 * g + 0.114 * b;
+    const D u = -0.14713 * r - 0.28886 * g + 0.436 * b;
+    const D v = 0.615 * r - 0.51499 * g - 0.10001 * b;
+    storeTriples<N, kOrder>(dst, L::toByte(y * 255.0), L::toByte((u + 0.436) * 255.0 / 0.872),
+                            L::toByte((v + 0.615) * 255.0 / 1.23));
+  }
+};
+
+// RGB to YIQ (rgbToYiq, YIQ::out).
+struct RgbToYiq {
+  template <int N, Order kOrder>
+  NADIRO_LANES_INLINE static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+    using L = Lanes<N>;
+    using D = typename L::D;
+    D r, g, b;
+    loadTriples<N, kOrder>(src, t, Scale::Unit, Scale::Unit, Scale::Unit, r, g, b);
+    const D y = 0.299 * r + 0.587 * g + 0.114 * b;
+    const D i = 0.595716 * r - 0.274453 * g - 0.321263 * b;
+    const D q = 0.211456 * r - 0.522591 * g + 0.311135 * b;
+    storeTriples<N, kOrder>(dst, L::toByte(y * 255.0), L::toByte((i + 0.5957) * 255.0 / 1.1914),
+                            L::toByte((q + 0.5226) * 255.0 / 1.0452));
+  }
+};
+
+// RGB to XYZ (rgbToXyz, XYZ::out).
+struct RgbToXyz {
+  template <int N, Order kOrder>
+  NADIRO_LANES_INLINE static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+    using L = Lanes<N>;
+    using D = typename L::D;
+    D r, g, b;
+    loadTriples<N, kOrder>(src, t, Scale::Unit, Scale::Unit, Scale::Unit, r, g, b);
+    const D x = 0.6068909 * r + 0.1735011 * g + 0.200348 * b;
+    const D y = 0.2989164 * r + 0.586599 * g + 0.1144845 * b;
+    const D z = 0.0660957 * g + 1.1162243 * b;
+    storeTriples<N, kOrder>(dst, L::toByte(x * 255.0 / 0.9807), L::toByte(y * 255.0),
+                            L::toByte(z * 255.0 / 1.18232));
+  }
+};
+
+// A member over a run: whole blocks of N while the input holds 8 bytes
+// more than the block (the widest loads read that far), then the last
+// pixels through zeroed blocks of which only those pixels are written back.
+template <class Member, int N, Order kOrder>
+void laneRow(const uint8_t* src, uint8_t* dst, size_t count) {
+  const LaneTables& t = laneTables();
+  size_t n = 0;
+  for (; n + N + 3 <= count; n += N) Member::template block<N, kOrder>(src + 3 * n, dst + 3 * n, t);
+  while (n < count) {
+    uint8_t in[3 * size_t{N} + 8] = {};
+    uint8_t out[3 * size_t{N}];
+    const size_t pixels = count - n < size_t{N} ? count - n : size_t{N};
+    for (size_t j = 0; j < 3 * pixels; ++j) in[j] = src[3 * n + j];
+    Member::template block<N, kOrder>(in, out, t);
+    for (size_t j = 0; j < 3 * pixels; ++j) dst[3 * n + j] = out[j];
+    n += pixels;
+  }
+}
+
+// RGB and CMY complement every byte (Integer<RGB, CMY>), whatever the order
+// of the components: a byte loop the compiler widens to the level's vectors.
+void complementRow(const uint8_t* src, uint8_t* dst, size_t count) {
+  for (size_t i = 0; i < 3 * count; ++i) dst[i] = static_cast<uint8_t>(255 - src[i]);
+}
+
+template <class Member, int N>
+void put(LaneKernels& k, size_t from, size_t to) {
+  k.image[from][to] = &laneRow<Member, N, Order::Reversed>;
+  k.buffer[from][to] = &laneRow<Member, N, Order::Model>;
+}
+
+template <int N>
+void fillLaneKernels(LaneKernels& k) {
+  put<RgbToHsv, N>(k, kRgb, kHsv);
+  put<RgbToHsi, N>(k, kRgb, kHsi);
+  put<HsiToRgb, N>(k, kHsi, kRgb);
+  put<RgbToYuv, N>(k, kRgb, kYuv);
+  put<RgbToYiq, N>(k, kRgb, kYiq);
+  put<RgbToXyz, N>(k, kRgb, kXyz);
+  for (auto [from, to] : {std::pair{kRgb, kCmy}, std::pair{kCmy, kRgb}}) {
+    k.image[from][to] = &complementRow;
+    k.buffer[from][to] = &complementRow;
+  }
+}
+
+#undef NADIRO_LANES_INLINE
+
+}  // namespace
+}  // namespace nadiro::color
