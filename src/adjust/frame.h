@@ -21,13 +21,6 @@ inline constexpr int32_t kColumnsPerStep = 5;
 inline bool wantsProgress(int32_t mode) { return mode == 1 || mode == 3; }
 inline bool wantsDialog(int32_t mode) { return mode == 2 || mode == 3; }
 
-// The first step of these exports: last-error code and cancel flag cleared.
-inline void beginAdjustment() {
-  ThreadErrorBlockData* b = ThreadErrorBlock();
-  b->lastError = NADIRO_OK;
-  b->cancel = 0;
-}
-
 // The work units given to the progress dialog for a picture width.
 enum class ProgressUnits {
   WidthPlusOne,  // width + 1
@@ -50,7 +43,7 @@ inline int32_t progressTotal(ProgressUnits units, uint32_t width) {
 template <class Kernel>
 void walkColumns(const Picture& p, bool showing, const Kernel& kernel) {
   if (!showing) {
-    applyRows(p, kernel);
+    applyColumns(p, 0, p.width, kernel);
     return;
   }
   const uint32_t band = static_cast<uint32_t>(kColumnsPerStep);

@@ -52,7 +52,7 @@ using MergeRow = void (*)(const uint8_t* const*, uint8_t*, uint32_t);
 
 namespace m = color::model;
 // By model number 1..10.
-constexpr MergeRow kMergeRows[11] = {
+constexpr MergeRow kMergeRows[color::kModelCount + 1] = {
     nullptr,
     &mergeRow<CopyRgb>,
     &mergeRow<color::Doubles<m::YUV, m::RGB>>,
@@ -65,8 +65,6 @@ constexpr MergeRow kMergeRows[11] = {
     &mergeRow<color::Doubles<m::LAB, m::RGB>>,
     &mergeRow<InvertedCmyk>,
 };
-
-bool fourChannels(uint32_t model) { return model == 4 || model == 10; }
 
 // A locked channel image and where its rows are.
 struct Channel {
@@ -100,11 +98,9 @@ uint32_t refuse(Open why) {
 
 uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle h4,
                             MemHandle dest, uint32_t model) {
-  ThreadErrorBlockData* state = ThreadErrorBlock();
-  state->lastError = NADIRO_OK;
-  state->cancel = 0;
+  beginCall();
   // A model without a conversion is refused like a missing channel.
-  if (!h1 || !h2 || !h3 || model < 1 || model > 10) {
+  if (!h1 || !h2 || !h3 || !color::isModel(model)) {
     setLastError(NADIRO_ERR_BAD_ARGUMENT);
     return 0;
   }
@@ -122,7 +118,7 @@ uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle 
   }
   LockedBlock target(dest);
   if (!target) return 0;
-  if (fourChannels(model)) {
+  if (color::isCmykModel(model)) {
     const uint32_t code = !h4 ? NADIRO_ERR_BAD_ARGUMENT
                           : dib::DibCompression(h4) != 0 ? NADIRO_ERR_COMPRESSED
                                                           : NADIRO_OK;
@@ -151,7 +147,7 @@ uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle 
   }
   const uint8_t* rows[4] = {};
   size_t strides[4] = {};
-  for (int i = 0; i < (fourChannels(model) ? 4 : 3); ++i) {
+  for (int i = 0; i < (color::isCmykModel(model) ? 4 : 3); ++i) {
     rows[i] = c[i].block.data() + c[i].layout.pixelOffset;
     strides[i] = c[i].layout.stride;
   }
@@ -166,9 +162,9 @@ uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle 
 
 bool mergeRows(uint32_t model, const uint8_t* const* channels, const size_t* channelStrides,
                uint8_t* dst, size_t dstStride, uint32_t width, uint32_t height) {
-  if (model < 1 || model > 10) return false;
+  if (!color::isModel(model)) return false;
   const MergeRow row = kMergeRows[model];
-  const uint32_t count = fourChannels(model) ? 4 : 3;
+  const uint32_t count = color::isCmykModel(model) ? 4 : 3;
   const uint8_t* at[4] = {};
   for (uint32_t r = 0; r < height; ++r) {
     for (uint32_t i = 0; i < count; ++i) at[i] = channels[i] + size_t{r} * channelStrides[i];

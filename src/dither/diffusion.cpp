@@ -250,10 +250,6 @@ uint32_t diffusionRowsPerChannel(Diffusion method) {
   return kKernels[static_cast<uint32_t>(method)]->rowsPerChannel;
 }
 
-bool diffusionHasOverwritingForm(Diffusion method) {
-  return kKernels[static_cast<uint32_t>(method)]->overwritingForm;
-}
-
 void diffuseImage(Diffusion method, bool overwriting, const SourceRows& source, uint32_t bits,
                   const DitherBuffers& buffers) {
   kDiffusers[static_cast<uint32_t>(method)][overwriting ? 1 : 0](source, bits, buffers);

@@ -118,11 +118,6 @@ MemHandle newFrom(MemHandle image, uint16_t bits) {
 MemHandle DibNew24From(MemHandle image) { return newFrom(image, 24); }
 MemHandle DibNew32From(MemHandle image) { return newFrom(image, 32); }
 
-int DibStore24From32Index(uint8_t* dst, uint32_t index, const uint8_t* src) {
-  std::memcpy(dst + (index / 4) * 3, src, 3);
-  return 1;
-}
-
 int DibStore24From32IndexSwapped(uint8_t* dst, uint32_t index, const uint8_t* src, int32_t width) {
   const uint32_t w = static_cast<uint32_t>(width);
   const uint32_t stride32 = (4 * w + 3) / 4 * 4;

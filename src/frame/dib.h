@@ -12,7 +12,6 @@
 namespace nadiro::dib {
 
 inline constexpr uint32_t kInfoHeaderSize = 40;
-inline constexpr uint32_t kCoreHeaderSize = 12;
 
 // Byte offsets of the 40-byte header's fields.
 enum Offset : size_t {
@@ -74,8 +73,6 @@ MemHandle DibDuplicate(MemHandle image);
 // A new zero-filled 24-bit (32-bit) image of the source's size, or null.
 MemHandle DibNew24From(MemHandle image);
 MemHandle DibNew32From(MemHandle image);
-// Writes 3 bytes at (index / 4) * 3 of dst, unchanged order. Returns 1.
-int DibStore24From32Index(uint8_t* dst, uint32_t index, const uint8_t* src);
 // Writes 3 bytes reversed into 24-bit rows at the pixel that byte index
 // `index` of 32-bit rows of the given width addresses. Returns 1.
 int DibStore24From32IndexSwapped(uint8_t* dst, uint32_t index, const uint8_t* src, int32_t width);

@@ -30,4 +30,12 @@ ThreadErrorBlockData* ThreadErrorBlock();
 inline void setPixelStatus(uint32_t code) { ThreadErrorBlock()->pixelStatus = code; }
 inline void setLastError(uint32_t code) { ThreadErrorBlock()->lastError = code; }
 
+// The first step of every export that reports in the last-error field: the
+// code and the cancel flag of an earlier call are cleared.
+inline void beginCall() {
+  ThreadErrorBlockData* b = ThreadErrorBlock();
+  b->lastError = NADIRO_OK;
+  b->cancel = 0;
+}
+
 }  // namespace nadiro

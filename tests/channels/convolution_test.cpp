@@ -9,7 +9,7 @@
 #include <string>
 
 #include "channels/convolution_reference.h"
-#include "channels/engine.h"
+#include "channels/convolution_engine.h"
 #include "frame/dib.h"
 #include "nadiro/nadiro.h"
 #include "support/images.h"

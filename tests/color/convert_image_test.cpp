@@ -7,7 +7,6 @@
 #include <optional>
 #include <string>
 
-#include "color/convert.h"
 #include "color/reference.h"
 #include "frame/dib.h"
 #include "frame/progress.h"
@@ -298,18 +297,24 @@ TEST(ConvertImage, EmptyImagesConvertToEmptyImages) {
   }
 }
 
-// A step function that presses Cancel on its n-th call.
+#if !defined(_WIN32)
+// Counts the progress steps through the hook and presses Cancel on the n-th
+// (never when 0) for as long as it lives.
 int gStepsBeforeCancel = 0;
 int gSteps = 0;
-int cancellingStep() {
-  if (++gSteps == gStepsBeforeCancel) {
-    ThreadErrorBlock()->cancel = 1;
-    ProgressDestroy();
+struct StepCounter {
+  StepCounter() {
+    static const NadiroProgressHook hook{
+        nullptr, nullptr,
+        [](void*, int32_t) -> int32_t { return ++gSteps == gStepsBeforeCancel ? 1 : 0; }, nullptr};
+    gSteps = 0;
+    NadiroSetProgressHook(&hook);
   }
-  return gSteps;
-}
+  ~StepCounter() { NadiroSetProgressHook(nullptr); }
+};
 
 TEST(ConvertImage, CancelFreesTheOutputAndReturnsNull) {
+  const StepCounter counter;
   for (int from : {1, 4}) {
     // 40 x 30 pixels: 3600 (24-bit) or 4800 (32-bit) bytes, so 3 or 4 steps.
     const auto bytes = sourceImage(from, 40, 30, from == 4 ? 32 : 24, 6);
@@ -318,7 +323,7 @@ TEST(ConvertImage, CancelFreesTheOutputAndReturnsNull) {
       gSteps = 0;
       gStepsBeforeCancel = cancelAt;
       const auto expectedSource = referenceConvert(bytes, from, 9).source;
-      EXPECT_EQ(color::convertImage(img.get(), from, 9, 1, nullptr, &cancellingStep), nullptr);
+      EXPECT_EQ(ConvertDIBColorSpace(img.get(), from, 9, 1, nullptr), nullptr);
       EXPECT_EQ(gSteps, cancelAt) << "the walk stops at the next byte";
       EXPECT_EQ(GetLastColorConvertError(), 0u) << "cancel is not an error code";
       EXPECT_EQ(test::blockBytes(img.get()), expectedSource);
@@ -327,6 +332,8 @@ TEST(ConvertImage, CancelFreesTheOutputAndReturnsNull) {
     }
   }
 }
+
+#endif
 
 TEST(ConvertImage, CancelFlagIsClearedOnEntry) {
   const auto bytes = sourceImage(1, 5, 5, 24, 6);
@@ -337,9 +344,7 @@ TEST(ConvertImage, CancelFlagIsClearedOnEntry) {
   EXPECT_EQ(ThreadErrorBlock()->cancel, 0u);
 }
 
-int gCountedSteps = 0;
-int countingStep() { return ++gCountedSteps; }
-
+#if !defined(_WIN32)
 // One step before every 1500th byte of the walk: 3600 bytes -> steps at
 // 0, 1500 and 3000; the dialog's range is bytes + 1.
 TEST(ConvertImage, ProgressStepsEvery1500Bytes) {
@@ -355,17 +360,18 @@ TEST(ConvertImage, ProgressStepsEvery1500Bytes) {
                        Case{1, 500, 2, 24, 2, 3001}}) {
     const auto bytes = sourceImage(c.from, c.width, c.height, c.bits, 6);
     test::ImageHandle img(bytes);
-    gCountedSteps = 0;
-    test::ImageHandle out(color::convertImage(img.get(), c.from, 7, 5, nullptr, &countingStep));
+    const StepCounter counter;
+    gStepsBeforeCancel = 0;
+    test::ImageHandle out(ConvertDIBColorSpace(img.get(), c.from, 7, 5, nullptr));
     ASSERT_TRUE(out);
-    EXPECT_EQ(gCountedSteps, c.steps);
+    EXPECT_EQ(gSteps, c.steps);
     EXPECT_EQ(ThreadErrorBlock()->progressTotal, c.total);
     EXPECT_EQ(ThreadErrorBlock()->progressDivisor, 1500);
     EXPECT_FALSE(progressOpen()) << "destroyed at the end";
     // With progress off nothing steps.
-    gCountedSteps = 0;
-    test::ImageHandle quiet(color::convertImage(img.get(), c.from, 7, 0, nullptr, &countingStep));
-    EXPECT_EQ(gCountedSteps, 0);
+    gSteps = 0;
+    test::ImageHandle quiet(ConvertDIBColorSpace(img.get(), c.from, 7, 0, nullptr));
+    EXPECT_EQ(gSteps, 0);
     // Equal but for biSizeImage, which a CMYK source's first conversion
     // rewrote in the source header that the second one copies.
     auto loud = test::blockBytes(out.get()), calm = test::blockBytes(quiet.get());
@@ -376,7 +382,6 @@ TEST(ConvertImage, ProgressStepsEvery1500Bytes) {
   }
 }
 
-#if !defined(_WIN32)
 struct HookLog {
   int32_t total = 0, divisor = 0, steps = 0, destroys = 0;
 };

@@ -160,9 +160,6 @@ TEST(Diffusion, KernelShapes) {
   EXPECT_EQ(dither::diffusionRowsPerChannel(Diffusion::JarvisJudiceNinke), 3u);
   EXPECT_EQ(dither::diffusionRowsPerChannel(Diffusion::Stucki), 3u);
   EXPECT_EQ(dither::diffusionRowsPerChannel(Diffusion::StevensonArce), 4u);
-  EXPECT_TRUE(dither::diffusionHasOverwritingForm(Diffusion::FloydSteinberg));
-  EXPECT_TRUE(dither::diffusionHasOverwritingForm(Diffusion::JarvisJudiceNinke));
-  EXPECT_FALSE(dither::diffusionHasOverwritingForm(Diffusion::Stucki));
   // The reference kernels' weights sum to their divisors.
   for (auto k : {test::refFloydSteinberg, test::refJarvisJudiceNinke, test::refStucki,
                  test::refBurkes, test::refSierra, test::refStevensonArce}) {

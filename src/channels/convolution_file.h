@@ -1,6 +1,6 @@
 // File access of the convolution, the one platform-dependent part of it: the
-// kernel file is read by its wide-character name, and the narrow form of the
-// export turns its name into a wide one first.
+// kernel file is read by the name the caller passed, and the narrow form of
+// the export also makes a wide name for the parameter dialog.
 #pragma once
 
 #include <cstddef>
@@ -11,9 +11,16 @@
 
 namespace nadiro::channels {
 
+// The caller's kernel-file name: always the wide form (what the dialog is
+// shown), and the narrow form too when the narrow export was called.
+struct KernelFileName {
+  const wchar_t* wide = nullptr;
+  const char* narrow = nullptr;
+};
+
 // Opens the file for reading, asks for `bytes` bytes in one read and closes
 // it. Nothing when it cannot be opened; otherwise the number of bytes read.
-std::optional<size_t> readKernelFile(const wchar_t* fileName, uint8_t* buffer, size_t bytes);
+std::optional<size_t> readKernelFile(const KernelFileName& name, uint8_t* buffer, size_t bytes);
 
 // A zero-filled block of (length + 1) wide characters holding the narrow
 // name converted (the ANSI code page on Windows, UTF-8 elsewhere). Empty

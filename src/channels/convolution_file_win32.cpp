@@ -4,12 +4,14 @@
 
 #include <cstring>
 
-#include "channels/kernel_file.h"
+#include "channels/convolution_file.h"
 
 namespace nadiro::channels {
 
-std::optional<size_t> readKernelFile(const wchar_t* fileName, uint8_t* buffer, size_t bytes) {
-  HANDLE file = CreateFileW(fileName, GENERIC_READ, 0, nullptr, OPEN_EXISTING,
+// The narrow export widened its name already; the wide one is what opens.
+std::optional<size_t> readKernelFile(const KernelFileName& fileName, uint8_t* buffer,
+                                     size_t bytes) {
+  HANDLE file = CreateFileW(fileName.wide, GENERIC_READ, 0, nullptr, OPEN_EXISTING,
                             FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) return std::nullopt;
   DWORD got = 0;
