@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <new>
 #include <vector>
 
 #include "frame/memory.h"
@@ -46,12 +47,12 @@ class HandleTable {
       index = free_.back();
       free_.pop_back();
     } else {
-      if (slots_.size() >= kSlotMask) {
+      if (slots_.size() >= kSlotMask || !grow()) {
         std::free(data);
         return nullptr;
       }
       index = slots_.size();
-      slots_.emplace_back();
+      slots_.emplace_back();  // capacity reserved by grow(): cannot throw
     }
     Slot& s = slots_[index];
     s.data = static_cast<unsigned char*>(data);
@@ -92,6 +93,7 @@ class HandleTable {
       data = s->data;
       *s = Slot{nullptr, 0, 0, s->generation + 1, false};
       if (s->generation > (~uintptr_t{0} >> kSlotBits)) s->generation = 1;
+      // Never more free slots than slots, and grow() reserved that many.
       free_.push_back(static_cast<size_t>(reinterpret_cast<uintptr_t>(h) & kSlotMask) - 1);
     }
     std::free(data);
@@ -99,6 +101,19 @@ class HandleTable {
   }
 
  private:
+  // Room for one more slot, and for every slot on the free list, reserved
+  // ahead so that neither an allocation nor a release throws through the
+  // exports. False when memory runs out.
+  bool grow() {
+    try {
+      if (slots_.size() == slots_.capacity()) slots_.reserve(slots_.size() * 2 + 16);
+      free_.reserve(slots_.capacity());
+      return true;
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
+  }
+
   static MemHandle encode(size_t index, uintptr_t generation) {
     return reinterpret_cast<MemHandle>((generation << kSlotBits) | (uintptr_t{index} + 1));
   }
