@@ -10,6 +10,7 @@
 #include "frame/companion.h"
 #include "frame/dib.h"
 #include "frame/guards.h"
+#include "frame/open_image.h"
 #include "frame/thread_state.h"
 #include "nadiro/nadiro.h"
 
@@ -80,10 +81,10 @@ void mapRows(const uint8_t* src, uint8_t* dst, uint32_t stride, uint64_t rowByte
 namespace {
 
 // Checks and fills the new image; returns the pixel status to leave.
-uint32_t brightnessContrastInto(const LockedBlock& source, MemHandle image, int32_t& brightness,
+uint32_t brightnessContrastInto(const OpenImage& source, MemHandle image, int32_t& brightness,
                                 int32_t& contrast, bool showDialog, OwnedBlock& made) {
-  if (source.size() < dib::kInfoHeaderSize) return NADIRO_PIXEL_BAD_ARGUMENT;
-  const dib::Header h = dib::readHeader(source.data());
+  if (!source.hasHeader()) return NADIRO_PIXEL_BAD_ARGUMENT;
+  const dib::Header& h = source.header();
   if (h.size != dib::kInfoHeaderSize) return NADIRO_PIXEL_BAD_ARGUMENT;
   if (h.compression != 0) return NADIRO_PIXEL_COMPRESSED;
   if (h.bitCount == 1) return NADIRO_PIXEL_ONE_BIT;
@@ -101,7 +102,7 @@ uint32_t brightnessContrastInto(const LockedBlock& source, MemHandle image, int3
   const bool readsRows = h.bitCount == 4 || h.bitCount == 8 || h.bitCount == 24;
   dib::Layout rows;
   if (readsRows) {
-    const auto measured = dib::measure(source.data(), source.size());
+    const auto measured = source.layout();
     if (!measured) return NADIRO_PIXEL_BAD_ARGUMENT;
     rows = *measured;
   } else if (h.width < 0 || h.height < 0 ||
@@ -152,7 +153,7 @@ extern "C" NADIRO_API NadiroHandle NADIRO_CALL ColorBrightnessContrast(NadiroHan
     setPixelStatus(NADIRO_PIXEL_BAD_ARGUMENT);
     return nullptr;
   }
-  LockedBlock source(image);
+  const OpenImage source(image);
   if (!source) {
     setPixelStatus(NADIRO_PIXEL_CANNOT_LOCK);
     return nullptr;

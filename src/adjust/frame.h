@@ -9,6 +9,7 @@
 #include "frame/companion.h"
 #include "frame/dib.h"
 #include "frame/guards.h"
+#include "frame/open_image.h"
 #include "frame/progress.h"
 #include "frame/thread_state.h"
 
@@ -66,10 +67,9 @@ void walkColumns(const Picture& p, bool showing, const Kernel& kernel) {
 template <class Dialog, class MakeKernel>
 MemHandle adjustCopy(MemHandle image, int32_t mode, void* owner, ProgressUnits units,
                      const Dialog& dialog, const MakeKernel& makeKernel) {
-  LockedBlock source(image);
-  if (!source || source.size() < dib::kInfoHeaderSize) return nullptr;
-  if (dib::load<uint16_t>(source.data(), dib::kBitCount) != 24) return nullptr;
-  const auto layout = dib::measure(source.data(), source.size());
+  const OpenImage source(image);
+  if (!source.hasHeader() || source.header().bitCount != 24) return nullptr;
+  const auto layout = source.layout();
   if (!layout) return nullptr;
 
   OwnedBlock copy(dib::DibDuplicate(image));

@@ -37,8 +37,8 @@ void splitRows(const SplitSource& source, uint8_t* converted, uint8_t* const* ch
 
 // The merge's core: the channels' bytes read as components of `model`
 // (1..10) and converted to RGB, stored B, G, R. channels[3] is read for
-// models 4 and 10 only. False for a model outside 1..10.
-bool mergeRows(uint32_t model, const uint8_t* const* channels, const size_t* channelStrides,
+// models 4 and 10 only.
+void mergeRows(uint32_t model, const uint8_t* const* channels, const size_t* channelStrides,
                uint8_t* dst, size_t dstStride, uint32_t width, uint32_t height);
 
 }  // namespace nadiro::channels

@@ -8,6 +8,7 @@
 #include "frame/companion.h"
 #include "frame/open_image.h"
 #include "frame/progress.h"
+#include "frame/scratch.h"
 #include "nadiro/nadiro.h"
 
 namespace nadiro::channels {
@@ -87,12 +88,9 @@ Outcome colorConvolution(const Arguments& args) {
       code != NADIRO_PIXEL_OK)
     return refuse(code);
 
-  OwnedBlock work;
-  LockedBlock workRows;
-  if (const uint32_t code =
-          makeLocked(uint64_t{static_cast<uint16_t>(n)} * layout->width * 4, work, workRows);
-      code != NADIRO_PIXEL_OK)
-    return refuse(code);
+  // n rows of 2 * width 16-bit values (n is the low 16 bits, unsigned here).
+  auto work = allocateScratch<int16_t>(uint64_t{static_cast<uint16_t>(n)} * layout->width * 2);
+  if (!work) return refuse(NADIRO_PIXEL_NO_MEMORY);
 
   OwnedBlock made;
   LockedBlock out;
@@ -130,15 +128,13 @@ Outcome colorConvolution(const Arguments& args) {
   rows.stride = layout->stride;
   rows.width = layout->width;
   rows.height = layout->height;
-  const std::span<int16_t> ring(reinterpret_cast<int16_t*>(workRows.data()),
-                                workValues(kernel.n, layout->width));
+  const std::span<int16_t> ring(work.get(), workValues(kernel.n, layout->width));
   const StepHook hook{progress ? &progressStepHook : nullptr, nullptr};
   // Cancel ends the call at once; the dialog closed itself when it was
   // cancelled, so it is not destroyed here.
   if (!convolve(kernel, args.lumaMode == kLumaMode, rows, ring, hook)) return {};
 
   // The work buffer goes and the source unlocks before the dialog closes.
-  workRows.unlock();
   work.reset();
   source.block().unlock();
   if (progress) ProgressDestroy();

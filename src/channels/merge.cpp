@@ -1,10 +1,13 @@
 // MergeColorChannels: three or four 8-bit channel images read as the
 // components of a colour model, converted back to RGB pixel by pixel and
 // written into the caller's 24-bit image. Nothing is allocated.
+#include <cassert>
+
 #include "channels/channel_image.h"
 #include "color/models.h"
 #include "frame/dib.h"
 #include "frame/guards.h"
+#include "frame/open_image.h"
 #include "frame/thread_state.h"
 #include "nadiro/nadiro.h"
 
@@ -68,7 +71,7 @@ constexpr MergeRow kMergeRows[color::kModelCount + 1] = {
 
 // A locked channel image and where its rows are.
 struct Channel {
-  LockedBlock block;
+  OpenImage image;
   dib::Layout layout;
 };
 
@@ -78,14 +81,14 @@ enum class Open { Ok, Refused, Malformed };
 // given. A lock failure, another depth or another size refuse it without a
 // code; rows that its block does not hold make it unreadable.
 Open openChannel(MemHandle handle, const Channel* like, Channel& out) {
-  out.block = LockedBlock(handle);
-  if (!out.block) return Open::Refused;
-  if (out.block.size() < dib::kInfoHeaderSize) return Open::Malformed;
-  const dib::Header h = dib::readHeader(out.block.data());
+  out.image = OpenImage(handle);
+  if (!out.image) return Open::Refused;
+  if (!out.image.hasHeader()) return Open::Malformed;
+  const dib::Header& h = out.image.header();
   if (h.bitCount != 8) return Open::Refused;
   if (like && (h.width != like->layout.header.width || h.height != like->layout.header.height))
     return Open::Refused;
-  const auto layout = dib::measure(out.block.data(), out.block.size());
+  const auto layout = out.image.layout();
   if (!layout) return Open::Malformed;
   out.layout = *layout;
   return Open::Ok;
@@ -126,7 +129,7 @@ uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle 
       setLastError(code);
       // A missing or compressed fourth channel leaves the others and the
       // destination locked.
-      for (int i = 0; i < 3; ++i) c[i].block.release();
+      for (int i = 0; i < 3; ++i) c[i].image.block().release();
       target.release();
       return 0;
     }
@@ -148,7 +151,7 @@ uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle 
   const uint8_t* rows[4] = {};
   size_t strides[4] = {};
   for (int i = 0; i < (color::isCmykModel(model) ? 4 : 3); ++i) {
-    rows[i] = c[i].block.data() + c[i].layout.pixelOffset;
+    rows[i] = c[i].image.data() + c[i].layout.pixelOffset;
     strides[i] = c[i].layout.stride;
   }
   uint8_t* dst =
@@ -160,9 +163,9 @@ uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle 
 
 }  // namespace
 
-bool mergeRows(uint32_t model, const uint8_t* const* channels, const size_t* channelStrides,
+void mergeRows(uint32_t model, const uint8_t* const* channels, const size_t* channelStrides,
                uint8_t* dst, size_t dstStride, uint32_t width, uint32_t height) {
-  if (!color::isModel(model)) return false;
+  assert(color::isModel(model));
   const MergeRow row = kMergeRows[model];
   const uint32_t count = color::isCmykModel(model) ? 4 : 3;
   const uint8_t* at[4] = {};
@@ -170,7 +173,6 @@ bool mergeRows(uint32_t model, const uint8_t* const* channels, const size_t* cha
     for (uint32_t i = 0; i < count; ++i) at[i] = channels[i] + size_t{r} * channelStrides[i];
     row(at, dst + size_t{r} * dstStride, width);
   }
-  return true;
 }
 
 }  // namespace nadiro::channels

@@ -2,6 +2,7 @@
 // colour models and handed back as one 8-bit greyscale image per component.
 // Each row is converted into the model's pixels (reversed, as images store
 // them) and its bytes go straight into the channel rows.
+#include <array>
 #include <cassert>
 #include <cstring>
 #include <optional>
@@ -21,6 +22,14 @@ namespace {
 
 constexpr uint32_t kMaxChannels = 4;
 
+// Entry i is (i, i, i, 0).
+constexpr std::array<uint8_t, 4 * kGreyEntries> kGreyTable = [] {
+  std::array<uint8_t, 4 * kGreyEntries> t{};
+  for (uint32_t i = 0; i < kGreyEntries; ++i)
+    t[4 * i] = t[4 * i + 1] = t[4 * i + 2] = static_cast<uint8_t>(i);
+  return t;
+}();
+
 // Copies byte 2, 1, 0 (and 3) of every pixel of one row into channel rows
 // 1, 2, 3 (and 4).
 template <uint32_t kBytes>
@@ -37,27 +46,17 @@ void splitRow(const uint8_t* px, uint8_t* const* out, uint32_t width) {
 
 void writeChannelHeader(uint8_t* block, int32_t width, int32_t height, int32_t xRes,
                         int32_t yRes) {
-  dib::Header h;
-  h.width = width;
-  h.height = height;
-  h.planes = 1;
-  h.bitCount = 8;
-  h.compression = 0;
-  h.sizeImage = static_cast<uint32_t>(channelStride(static_cast<uint32_t>(width)) *
-                                      static_cast<uint32_t>(height));
-  h.xPelsPerMeter = xRes;
-  h.yPelsPerMeter = yRes;
-  h.clrUsed = kGreyEntries;
-  h.clrImportant = kGreyEntries;
-  dib::writeHeader(block, h);
-  uint8_t* table = block + dib::kInfoHeaderSize;
-  for (uint32_t i = 0; i < kGreyEntries; ++i) {
-    const auto v = static_cast<uint8_t>(i);
-    table[4 * i] = v;
-    table[4 * i + 1] = v;
-    table[4 * i + 2] = v;
-    table[4 * i + 3] = 0;
-  }
+  dib::writeNewImageHeader(
+      block, {.width = width,
+              .height = height,
+              .bits = 8,
+              .sizeImage = static_cast<uint32_t>(channelStride(static_cast<uint32_t>(width)) *
+                                                 static_cast<uint32_t>(height)),
+              .xPelsPerMeter = xRes,
+              .yPelsPerMeter = yRes,
+              .clrUsed = kGreyEntries,
+              .clrImportant = kGreyEntries,
+              .palette = kGreyTable});
 }
 
 void splitRows(const SplitSource& source, uint8_t* converted, uint8_t* const* channels,

@@ -131,22 +131,6 @@ std::span<const uint8_t> ditherPalette(uint32_t bits) {
   return kPalette8;
 }
 
-void BuildDitherHeader(uint8_t* out, uint32_t bits, int32_t width, int32_t height,
-                       uint32_t imageSize) {
-  dib::Header h;
-  h.width = width;
-  h.height = height;
-  h.planes = 1;
-  h.bitCount = static_cast<uint16_t>(bits);
-  h.compression = 0;
-  h.sizeImage = imageSize;
-  h.clrUsed = 1u << bits;
-  h.clrImportant = 0;
-  dib::writeHeader(out, h);
-  const auto palette = ditherPalette(bits);
-  std::memcpy(out + dib::kInfoHeaderSize, palette.data(), palette.size());
-}
-
 void MergeBitPlanes(std::span<const uint8_t> planes, uint32_t width, uint32_t height,
                     std::span<uint8_t> out) {
   const size_t s1 = planeStride(4, width);
@@ -244,10 +228,14 @@ MemHandle runDitherFrame(LockedBlock& sourceBlock, const SourceRows& source, uin
   if (!result) return nullptr;
   LockedBlock out(result.get());
   if (!out) return nullptr;
-  BuildDitherHeader(out.data(), bits, static_cast<int32_t>(width), static_cast<int32_t>(height),
-                    static_cast<uint32_t>(imageBytes));
-  dib::store(out.data(), dib::kXPelsPerMeter, xRes);
-  dib::store(out.data(), dib::kYPelsPerMeter, yRes);
+  dib::writeNewImageHeader(out.data(), {.width = static_cast<int32_t>(width),
+                                         .height = static_cast<int32_t>(height),
+                                         .bits = static_cast<uint16_t>(bits),
+                                         .sizeImage = static_cast<uint32_t>(imageBytes),
+                                         .xPelsPerMeter = xRes,
+                                         .yPelsPerMeter = yRes,
+                                         .clrUsed = 1u << bits,
+                                         .palette = ditherPalette(bits)});
   const auto rows = out.bytes().subspan(static_cast<size_t>(dib::kInfoHeaderSize + paletteBytes));
   if (bits == 4)
     MergeBitPlanes(planes.bytes(), width, height, rows);

@@ -96,9 +96,6 @@ class WorkRows {
 // The 16 or 256-entry palette for a 4 or 8-bit target, the two entries for
 // a 1-bit target; entries blue, green, red, reserved.
 std::span<const uint8_t> ditherPalette(uint32_t bits);
-// Writes the output header and palette; resolution is left for the caller.
-void BuildDitherHeader(uint8_t* out, uint32_t bits, int32_t width, int32_t height,
-                       uint32_t imageSize);
 // Joins three bit planes (red, green, blue, stride S1) into 4-bit rows of
 // stride So: pixel index = red * 8 + green * 4 + blue * 2.
 void MergeBitPlanes(std::span<const uint8_t> planes, uint32_t width, uint32_t height,

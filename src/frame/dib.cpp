@@ -35,6 +35,23 @@ void writeHeader(uint8_t* p, const Header& h) {
   store(p, kClrImportant, h.clrImportant);
 }
 
+void writeNewImageHeader(uint8_t* p, const NewImage& image) {
+  Header h;
+  h.width = image.width;
+  h.height = image.height;
+  h.planes = 1;
+  h.bitCount = image.bits;
+  h.compression = 0;
+  h.sizeImage = image.sizeImage;
+  h.xPelsPerMeter = image.xPelsPerMeter;
+  h.yPelsPerMeter = image.yPelsPerMeter;
+  h.clrUsed = image.clrUsed;
+  h.clrImportant = image.clrImportant;
+  writeHeader(p, h);
+  if (!image.palette.empty())
+    std::memcpy(p + kInfoHeaderSize, image.palette.data(), image.palette.size());
+}
+
 uint32_t DibColorCount(const uint8_t* header) {
   const uint32_t size = load<uint32_t>(header, kSize);
   if (size == kInfoHeaderSize) {

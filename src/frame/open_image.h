@@ -14,6 +14,7 @@ namespace nadiro {
 
 class OpenImage {
  public:
+  OpenImage() = default;
   explicit OpenImage(MemHandle image) : block_(image) {
     if (block_ && block_.size() >= dib::kInfoHeaderSize) header_ = dib::readHeader(block_.data());
   }

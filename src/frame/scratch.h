@@ -4,15 +4,20 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <new>
 
+#include "frame/memory.h"
+
 namespace nadiro {
 
-// `count` zero-initialised elements, or null when memory runs out.
+// `count` zero-initialised elements, or null when memory runs out or the
+// array would be larger than the largest block the library handles.
 template <typename T>
-std::unique_ptr<T[]> allocateScratch(size_t count) {
-  return std::unique_ptr<T[]>(new (std::nothrow) T[count ? count : 1]());
+std::unique_ptr<T[]> allocateScratch(uint64_t count) {
+  if (count > kMaxBlockBytes / sizeof(T)) return nullptr;
+  return std::unique_ptr<T[]>(new (std::nothrow) T[count ? static_cast<size_t>(count) : 1]());
 }
 
 }  // namespace nadiro
