@@ -98,7 +98,7 @@ uint32_t brightnessContrastInto(const OpenImage& source, MemHandle image, int32_
 
   // The colour table and, for the depths whose pixels are read, every row
   // must lie inside the block; a block that does not is a bad image.
-  const uint64_t tableBytes = dib::DibColorTableBytes(source.data());
+  const uint64_t tableBytes = dib::dibColorTableBytes(source.data());
   const bool readsRows = h.bitCount == 4 || h.bitCount == 8 || h.bitCount == 24;
   dib::Layout rows;
   if (readsRows) {

@@ -4,7 +4,7 @@
 // a scaled ink plus black above 255 comes back dark). Failures go to the
 // last-error code.
 #include "adjust/adjust.h"
-#include "adjust/frame.h"
+#include "adjust/adjust_copy.h"
 #include "color/models.h"
 #include "nadiro/nadiro.h"
 

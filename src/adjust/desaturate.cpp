@@ -5,7 +5,7 @@
 #include <array>
 
 #include "adjust/adjust.h"
-#include "adjust/frame.h"
+#include "adjust/adjust_copy.h"
 #include "adjust/hsi.h"
 #include "nadiro/nadiro.h"
 

@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "adjust/adjust.h"
-#include "adjust/frame.h"
+#include "adjust/adjust_copy.h"
 #include "color/formulas.h"
 #include "nadiro/nadiro.h"
 

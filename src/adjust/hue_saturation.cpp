@@ -3,7 +3,7 @@
 // intensity moved, in the HSI model's byte scale. Failures go to the
 // last-error code.
 #include "adjust/adjust.h"
-#include "adjust/frame.h"
+#include "adjust/adjust_copy.h"
 #include "adjust/hsi.h"
 #include "nadiro/nadiro.h"
 

@@ -4,7 +4,7 @@
 // pixel order (blue first) and the tolerance's in the reverse order (red
 // first). Failures go to the last-error code.
 #include "adjust/adjust.h"
-#include "adjust/frame.h"
+#include "adjust/adjust_copy.h"
 #include "adjust/hsi.h"
 #include "nadiro/nadiro.h"
 

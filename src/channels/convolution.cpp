@@ -26,9 +26,9 @@ OwnedBlock allocateTwice(uint64_t bytes) {
 // Progress of the row loop: a step at every multiple of the dialog's
 // divisor while the dialog is open; Cancel stops the filter.
 bool progressStepHook(void*, int32_t r) {
-  const ThreadErrorBlockData* state = ThreadErrorBlock();
+  const ThreadErrorBlockData* state = threadErrorBlock();
   if (state->progressWindow && state->progressDivisor != 0 && r % state->progressDivisor == 0)
-    ProgressStep();
+    progressStep();
   return !cancelRequested();
 }
 
@@ -116,7 +116,7 @@ Outcome colorConvolution(const Arguments& args) {
   }
   const bool progress = args.flags == 1 || args.flags == 3;
   if (progress &&
-      !ProgressCreate(args.progressOwner,
+      !progressCreate(args.progressOwner,
                       (static_cast<int32_t>(layout->height) - n + 4) / kProgressDivisor *
                           kProgressDivisor,
                       kProgressDivisor))
@@ -137,7 +137,7 @@ Outcome colorConvolution(const Arguments& args) {
   // The work buffer goes and the source unlocks before the dialog closes.
   work.reset();
   source.block().unlock();
-  if (progress) ProgressDestroy();
+  if (progress) progressDestroy();
   if (!out) return {args.image, NADIRO_PIXEL_OK};
   out.unlock();
   return {made.release(), NADIRO_PIXEL_OK};

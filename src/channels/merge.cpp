@@ -107,8 +107,8 @@ uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle 
     setLastError(NADIRO_ERR_BAD_ARGUMENT);
     return 0;
   }
-  if (dib::DibCompression(h1) != 0 || dib::DibCompression(h2) != 0 ||
-      dib::DibCompression(h3) != 0) {
+  if (dib::dibCompression(h1) != 0 || dib::dibCompression(h2) != 0 ||
+      dib::dibCompression(h3) != 0) {
     setLastError(NADIRO_ERR_COMPRESSED);
     return 0;
   }
@@ -123,7 +123,7 @@ uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle 
   if (!target) return 0;
   if (color::isCmykModel(model)) {
     const uint32_t code = !h4 ? NADIRO_ERR_BAD_ARGUMENT
-                          : dib::DibCompression(h4) != 0 ? NADIRO_ERR_COMPRESSED
+                          : dib::dibCompression(h4) != 0 ? NADIRO_ERR_COMPRESSED
                                                           : NADIRO_OK;
     if (code != NADIRO_OK) {
       setLastError(code);
@@ -143,7 +143,7 @@ uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle 
   const uint32_t height = c[0].layout.height;
   const auto dstStride = dib::rowStride(static_cast<int32_t>(width), 24);
   if (target.size() < dib::kInfoHeaderSize || !dstStride ||
-      !dib::blockHolds(target.size(), dib::kInfoHeaderSize + dib::DibColorTableBytes(target.data()),
+      !dib::blockHolds(target.size(), dib::kInfoHeaderSize + dib::dibColorTableBytes(target.data()),
                        *dstStride, height)) {
     setLastError(NADIRO_ERR_BAD_ARGUMENT);
     return 0;
@@ -155,7 +155,7 @@ uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle 
     strides[i] = c[i].layout.stride;
   }
   uint8_t* dst =
-      target.data() + dib::kInfoHeaderSize + dib::DibColorTableBytes(target.data());
+      target.data() + dib::kInfoHeaderSize + dib::dibColorTableBytes(target.data());
   mergeRows(model, rows, strides, dst, *dstStride, width, height);
   dib::store<uint32_t>(target.data(), dib::kCompression, 0);
   return 1;

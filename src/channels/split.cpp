@@ -113,7 +113,7 @@ std::optional<SplitSource> splitSource(const OpenImage& image, const dib::Layout
     dib::store(header, dib::kBitCount, uint16_t{32});
     dib::store(header, dib::kCompression, uint32_t{0});
     const uint64_t imageBytes = dib::kInfoHeaderSize + uint64_t{*stride32} * layout.height;
-    if (!dib::blockHolds(imageBytes, dib::kInfoHeaderSize + dib::DibColorTableBytes(header),
+    if (!dib::blockHolds(imageBytes, dib::kInfoHeaderSize + dib::dibColorTableBytes(header),
                          *stride32, layout.height))
       return std::nullopt;
   }
@@ -183,7 +183,7 @@ extern "C" NADIRO_API uint32_t NADIRO_CALL SplitColorChannels(NadiroHandle image
     setLastError(NADIRO_ERR_BAD_ARGUMENT);
     return 0;
   }
-  if (dib::DibCompression(image) != 0) {
+  if (dib::dibCompression(image) != 0) {
     setLastError(NADIRO_ERR_COMPRESSED);
     return 0;
   }

@@ -28,7 +28,7 @@ std::optional<dib::Layout> measureWalk(const OpenImage& source, uint32_t bits) {
   const dib::Header& h = source.header();
   if (h.width < 0 || h.height < 0) return std::nullopt;
   const auto stride = dib::rowStride(h.width, bits);
-  const uint64_t offset = dib::kInfoHeaderSize + dib::DibColorTableBytes(p);
+  const uint64_t offset = dib::kInfoHeaderSize + dib::dibColorTableBytes(p);
   if (!stride || !dib::blockHolds(source.size(), offset, *stride, h.height)) return std::nullopt;
   dib::Layout l;
   l.header = h;
@@ -72,12 +72,12 @@ MemHandle finishWalk(const Walk& walk, const dib::Layout& rows, int32_t to, int3
 }
 
 // A CMYK source (4 bytes per pixel, stored K, Y, M, C) into a new 24-bit
-// image. The new image comes from DibNew24From, which stores its pixel size
+// image. The new image comes from dibNew24From, which stores its pixel size
 // into the source's biSizeImage, not its own. Targets 4 and 10 have no
 // function: their output keeps its zeroed pixels.
 MemHandle convertCmykImage(MemHandle image, const dib::Layout& rows, int32_t to,
                            int32_t showProgress, void* owner) {
-  OwnedBlock out(dib::DibNew24From(image));
+  OwnedBlock out(dib::dibNew24From(image));
   if (!out) return nullptr;
   LockedBlock source(image);
   LockedBlock target(out.get());
@@ -89,12 +89,12 @@ MemHandle convertCmykImage(MemHandle image, const dib::Layout& rows, int32_t to,
 }
 
 // Any other source: 24-bit rows into a copy of the image (3-byte targets)
-// or into DibNew32From's new image (the four-byte targets: header copied,
+// or into dibNew32From's new image (the four-byte targets: header copied,
 // 32 bits, tag 0, its own biSizeImage, no colour table, zeroed pixels).
 MemHandle convertRgbRows(MemHandle image, const OpenImage& source, const dib::Layout& rows,
                          int32_t from, int32_t to, int32_t showProgress, void* owner) {
   const bool fourBytes = modelBytes(to) == 4;
-  OwnedBlock out(fourBytes ? dib::DibNew32From(image) : dib::DibDuplicate(image));
+  OwnedBlock out(fourBytes ? dib::dibNew32From(image) : dib::dibDuplicate(image));
   LockedBlock target(out.get());
   if (!target) {
     setLastError(fourBytes ? NADIRO_ERR_NO_OUTPUT_IMAGE : NADIRO_ERR_NO_MEMORY);

@@ -69,10 +69,10 @@ std::optional<uint64_t> runWithProgress(const Walk& walk, uint64_t total, int32_
   const bool showing = showProgress != 0;
   // The range is a 32-bit count; total never exceeds the largest block.
   const auto range = static_cast<int32_t>(static_cast<uint32_t>(total + 1));
-  if (showing && !ProgressCreate(owner, range, kProgressInterval)) return std::nullopt;
+  if (showing && !progressCreate(owner, range, kProgressInterval)) return std::nullopt;
   const uint64_t reached =
       runWalk(total, showing, [&](uint64_t begin, uint64_t end) { walkRange(walk, begin, end); });
-  if (showing) ProgressDestroy();
+  if (showing) progressDestroy();
   return reached;
 }
 

@@ -61,7 +61,7 @@ uint64_t runWalk(uint64_t total, bool showing, Work&& work) {
     if (cancelRequested()) return i;
     uint64_t end = total;
     if (showing) {
-      if (progressOpen() && i % kProgressInterval == 0) ProgressStep();
+      if (progressOpen() && i % kProgressInterval == 0) progressStep();
       const uint64_t next = (i / kProgressInterval + 1) * kProgressInterval;
       end = next < total ? next : total;
       if (cancelRequested()) end = i + 1;

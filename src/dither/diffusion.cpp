@@ -182,7 +182,7 @@ void diffuse(const SourceRows& source, uint32_t bits, const DitherBuffers& buffe
   for (uint32_t c = 0; c < channels; ++c)
     for (uint32_t k = 0; k < K.rowsPerChannel; ++k) rows[c][k] = work.row(c, k);
 
-  ExpandRowToChannels(source, 0, buffers.channels);
+  expandRowToChannels(source, 0, buffers.channels);
   if (bits == 1) greyRow(buffers.channels, width);
   for (uint32_t y = 0; y < height; ++y) {
     for (uint32_t c = 0; c < channels; ++c) {
@@ -201,7 +201,7 @@ void diffuse(const SourceRows& source, uint32_t bits, const DitherBuffers& buffe
     }
     shiftRows<K>(work, channels, buffers.rowLength);
     if (y + 1 < height) {
-      ExpandRowToChannels(source, y + 1, buffers.channels);
+      expandRowToChannels(source, y + 1, buffers.channels);
       if (bits == 1) greyRow(buffers.channels, width);
     }
   }

@@ -1,11 +1,11 @@
 // Error diffusion: the kernels of DitherFS4(Ex), DitherJJN(Ex), DitherStucki,
 // DitherBurkes, DitherSierra and DitherSA and the image core that runs them
-// through the dither frame.
+// through the shared dithering buffers.
 #pragma once
 
 #include <cstdint>
 
-#include "dither/frame.h"
+#include "dither/buffers.h"
 
 namespace nadiro::dither {
 

@@ -157,7 +157,7 @@ void packThresholdRows(std::span<const uint8_t> src, size_t srcStride, std::span
     packRow(src.data() + r * srcStride, dst.data() + r * dstStride, width, threshold);
 }
 
-MemHandle ThresholdToMonochrome(MemHandle image, uint8_t threshold) {
+MemHandle thresholdToMonochrome(MemHandle image, uint8_t threshold) {
   LockedBlock source(image);
   if (!source || source.size() < dib::kInfoHeaderSize) return nullptr;
   const dib::Header h = dib::readHeader(source.data());
@@ -201,7 +201,7 @@ extern "C" NADIRO_API NadiroHandle NADIRO_CALL DitherOrdered(NadiroHandle image,
   const auto layout = dib::measure(source.data(), source.size());
   if (!layout) return nullptr;
 
-  OwnedBlock copy(dib::DibDuplicate(image));
+  OwnedBlock copy(dib::dibDuplicate(image));
   if (!copy) return nullptr;
   {
     LockedBlock work(copy.get());
@@ -213,5 +213,5 @@ extern "C" NADIRO_API NadiroHandle NADIRO_CALL DitherOrdered(NadiroHandle image,
                               dither::orderedMatrix(type), largest);
   }
   source.unlock();
-  return dither::ThresholdToMonochrome(copy.get(), 128);
+  return dither::thresholdToMonochrome(copy.get(), 128);
 }

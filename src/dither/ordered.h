@@ -37,6 +37,6 @@ void packThresholdRows(std::span<const uint8_t> src, size_t srcStride, std::span
                        size_t dstStride, uint32_t width, uint32_t height, uint8_t threshold);
 
 // A new 1-bit image from an 8-bit one (bit count x planes must be 8), or null.
-MemHandle ThresholdToMonochrome(MemHandle image, uint8_t threshold);
+MemHandle thresholdToMonochrome(MemHandle image, uint8_t threshold);
 
 }  // namespace nadiro::dither

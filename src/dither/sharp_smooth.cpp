@@ -70,7 +70,7 @@ void loadRows(const DitherBuffers& buffers, const WorkRows& work, uint32_t k, ui
 }
 
 void expandRow(const SourceRows& source, uint32_t y, uint32_t bits, const DitherBuffers& buffers) {
-  ExpandRowToChannels(source, y, buffers.channels);
+  expandRowToChannels(source, y, buffers.channels);
   if (bits == 1) greyRow(buffers.channels, source.width);
 }
 

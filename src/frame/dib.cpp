@@ -52,7 +52,7 @@ void writeNewImageHeader(uint8_t* p, const NewImage& image) {
     std::memcpy(p + kInfoHeaderSize, image.palette.data(), image.palette.size());
 }
 
-uint32_t DibColorCount(const uint8_t* header) {
+uint32_t dibColorCount(const uint8_t* header) {
   const uint32_t size = load<uint32_t>(header, kSize);
   if (size == kInfoHeaderSize) {
     const uint32_t used = load<uint32_t>(header, kClrUsed);
@@ -69,12 +69,12 @@ uint32_t DibColorCount(const uint8_t* header) {
   }
 }
 
-uint64_t DibColorTableBytes(const uint8_t* header) {
+uint64_t dibColorTableBytes(const uint8_t* header) {
   const uint64_t entry = load<uint32_t>(header, kSize) == kInfoHeaderSize ? 4 : 3;
-  return uint64_t{DibColorCount(header)} * entry;
+  return uint64_t{dibColorCount(header)} * entry;
 }
 
-int32_t DibCompression(MemHandle image) {
+int32_t dibCompression(MemHandle image) {
   if (!image) return -1;
   LockedBlock block(image);
   if (!block) return -1;
@@ -83,7 +83,7 @@ int32_t DibCompression(MemHandle image) {
   return static_cast<int32_t>(load<uint32_t>(block.data(), kCompression));
 }
 
-MemHandle DibDuplicate(MemHandle image) {
+MemHandle dibDuplicate(MemHandle image) {
   if (!image) return nullptr;
   const size_t size = memSize(image);
   OwnedBlock copy = OwnedBlock::allocate(size);
@@ -100,7 +100,7 @@ MemHandle DibDuplicate(MemHandle image) {
 
 namespace {
 
-// Shared body of DibNew24From / DibNew32From. The 24-bit form stores the
+// Shared body of dibNew24From / dibNew32From. The 24-bit form stores the
 // new pixel size into the *source* header (its own header keeps the source's
 // value) and the 32-bit form into its own: both slips are long-standing
 // behaviour that callers see, so they stay.
@@ -132,10 +132,10 @@ MemHandle newFrom(MemHandle image, uint16_t bits) {
 
 }  // namespace
 
-MemHandle DibNew24From(MemHandle image) { return newFrom(image, 24); }
-MemHandle DibNew32From(MemHandle image) { return newFrom(image, 32); }
+MemHandle dibNew24From(MemHandle image) { return newFrom(image, 24); }
+MemHandle dibNew32From(MemHandle image) { return newFrom(image, 32); }
 
-int DibStore24From32IndexSwapped(uint8_t* dst, uint32_t index, const uint8_t* src, int32_t width) {
+int dibStore24From32IndexSwapped(uint8_t* dst, uint32_t index, const uint8_t* src, int32_t width) {
   const uint32_t w = static_cast<uint32_t>(width);
   const uint32_t stride32 = (4 * w + 3) / 4 * 4;
   const uint32_t stride24 = (3 * (w + 1)) / 4 * 4;
@@ -176,7 +176,7 @@ std::optional<Layout> measureAt(const uint8_t* block, size_t blockSize, uint64_t
 
 std::optional<Layout> measure(const uint8_t* block, size_t blockSize) {
   if (!block || blockSize < kInfoHeaderSize) return std::nullopt;
-  return measureAt(block, blockSize, kInfoHeaderSize + DibColorTableBytes(block));
+  return measureAt(block, blockSize, kInfoHeaderSize + dibColorTableBytes(block));
 }
 
 }  // namespace nadiro::dib

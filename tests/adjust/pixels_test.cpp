@@ -102,7 +102,7 @@ TEST_P(AdjustPixels, MatchesTheReferenceByteForByte) {
     test::ImageHandle in(src);
     // Brightness/contrast reports in the pixel status and leaves the last
     // error alone, so start from a clean field whatever ran before.
-    ThreadErrorBlock()->lastError = 0;
+    threadErrorBlock()->lastError = 0;
     test::ImageHandle out(c.run(in.get()));
     ASSERT_TRUE(out) << s.width << "x" << s.height;
     EXPECT_EQ(GetLastColorConvertError(), 0u);
@@ -137,7 +137,7 @@ TEST_P(AdjustPixels, RowsStartBehindAColourTable) {
   std::vector<uint8_t> src = test::makeDib(spec);
   for (int k = 20; k < 24; ++k) src[size_t(k)] = 0;  // image size 0
   test::ImageHandle in(src);
-  ThreadErrorBlock()->lastError = 0;
+  threadErrorBlock()->lastError = 0;
   test::ImageHandle out(c.run(in.get()));
   ASSERT_TRUE(out);
   const std::vector<uint8_t> got = test::blockBytes(out.get());

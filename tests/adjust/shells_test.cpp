@@ -22,8 +22,8 @@ namespace dv = test::changed;
 using Bytes = std::vector<uint8_t>;
 
 void resetCodes(uint32_t pixelStatus = 99, uint32_t lastError = 99) {
-  ThreadErrorBlock()->pixelStatus = pixelStatus;
-  ThreadErrorBlock()->lastError = lastError;
+  threadErrorBlock()->pixelStatus = pixelStatus;
+  threadErrorBlock()->lastError = lastError;
 }
 
 Bytes image24(int32_t w, int32_t h, uint32_t seed = 5) { return test::ref::testImage(w, h, seed); }
@@ -164,7 +164,7 @@ TEST_P(AdjustRefusal, ReturnsZeroWithItsCodeInItsField) {
   test::ImageHandle in(r.image);
   resetCodes();
   EXPECT_EQ(r.call(in.get()), nullptr);
-  const ThreadErrorBlockData* b = ThreadErrorBlock();
+  const ThreadErrorBlockData* b = threadErrorBlock();
   if (r.field == Field::PixelStatus) {
     EXPECT_EQ(b->pixelStatus, r.code);
     EXPECT_EQ(b->lastError, 99u) << "the other field is not touched";
@@ -185,10 +185,10 @@ INSTANTIATE_TEST_SUITE_P(Checks, AdjustRefusal, testing::ValuesIn(refusals()),
 TEST(AdjustRefusal, NullAndUnlockableHandles) {
   resetCodes();
   EXPECT_EQ(ColorBrightnessContrast(nullptr, 0, 0, 0), nullptr);
-  EXPECT_EQ(ThreadErrorBlock()->pixelStatus, uint32_t{NADIRO_PIXEL_BAD_ARGUMENT});
+  EXPECT_EQ(threadErrorBlock()->pixelStatus, uint32_t{NADIRO_PIXEL_BAD_ARGUMENT});
   resetCodes();
   EXPECT_EQ(ColorBrightnessContrast(test::garbageHandle(3), 0, 0, 0), nullptr);
-  EXPECT_EQ(ThreadErrorBlock()->pixelStatus, uint32_t{NADIRO_PIXEL_CANNOT_LOCK});
+  EXPECT_EQ(threadErrorBlock()->pixelStatus, uint32_t{NADIRO_PIXEL_CANNOT_LOCK});
 
   const std::function<MemHandle(MemHandle)> others[] = {
       [](MemHandle h) { return ColorHueSaturation(h, 0, 0, 0, 0, 0, 0, nullptr); },
@@ -199,10 +199,10 @@ TEST(AdjustRefusal, NullAndUnlockableHandles) {
   for (const auto& call : others) {
     resetCodes();
     EXPECT_EQ(call(nullptr), nullptr);
-    EXPECT_EQ(ThreadErrorBlock()->lastError, uint32_t{NADIRO_ERR_BAD_ARGUMENT});
+    EXPECT_EQ(threadErrorBlock()->lastError, uint32_t{NADIRO_ERR_BAD_ARGUMENT});
     resetCodes();
     EXPECT_EQ(call(test::garbageHandle(4)), nullptr);
-    EXPECT_EQ(ThreadErrorBlock()->lastError, 0u) << "a failed lock sets no code";
+    EXPECT_EQ(threadErrorBlock()->lastError, 0u) << "a failed lock sets no code";
   }
 }
 
@@ -222,7 +222,7 @@ TEST(AdjustBrightnessContrast, PalettesChangeTheirTableOnly) {
       resetCodes();
       test::ImageHandle out(ColorBrightnessContrast(in.get(), 40, -20, 0));
       ASSERT_TRUE(out);
-      EXPECT_EQ(ThreadErrorBlock()->pixelStatus, 0u);
+      EXPECT_EQ(threadErrorBlock()->pixelStatus, 0u);
       EXPECT_EQ(test::blockBytes(out.get()), test::ref::brightnessContrast(src, 40, -20))
           << bits << " bits, " << used << " colours used";
     }
@@ -236,7 +236,7 @@ TEST(AdjustBrightnessContrast, SixteenAndThirtyTwoBitsGetZeroedPixels) {
     resetCodes();
     test::ImageHandle out(ColorBrightnessContrast(in.get(), 50, 50, 0));
     ASSERT_TRUE(out);
-    EXPECT_EQ(ThreadErrorBlock()->pixelStatus, 0u);
+    EXPECT_EQ(threadErrorBlock()->pixelStatus, 0u);
     Bytes want(src.size(), 0);
     std::copy(src.begin(), src.begin() + 40, want.begin());
     EXPECT_EQ(test::blockBytes(out.get()), want);
@@ -334,8 +334,8 @@ TEST_P(AdjustDialog, CancelReturnsZeroAndLeavesNothing) {
   for (int32_t mode : {2, 3}) {
     resetCodes(0, 0);
     EXPECT_EQ(a.call(in.get(), mode), nullptr) << mode;
-    EXPECT_EQ(ThreadErrorBlock()->lastError, 0u);
-    EXPECT_EQ(ThreadErrorBlock()->pixelStatus, 0u);
+    EXPECT_EQ(threadErrorBlock()->lastError, 0u);
+    EXPECT_EQ(threadErrorBlock()->pixelStatus, 0u);
 #if !defined(_WIN32)
     EXPECT_TRUE(leavesNothingAllocated([&] { a.call(in.get(), mode); }));
 #endif
@@ -353,7 +353,7 @@ TEST_P(AdjustDialog, ChangedValuesAreUsed) {
     resetCodes(0, 0);
     test::ImageHandle out(a.call(in.get(), mode));
     ASSERT_TRUE(out);
-    EXPECT_EQ(ThreadErrorBlock()->lastError, 0u);
+    EXPECT_EQ(threadErrorBlock()->lastError, 0u);
     EXPECT_EQ(test::blockBytes(out.get()), a.expectChanged(src)) << mode;
   }
   // Other modes show no dialog.
@@ -372,8 +372,8 @@ TEST_P(AdjustDialog, MissingEntrySetsSevenAndGoesOn) {
   resetCodes(0, 0);
   test::ImageHandle out(a.call(in.get(), 2));
   ASSERT_TRUE(out);
-  EXPECT_EQ(ThreadErrorBlock()->lastError, uint32_t{NADIRO_ERR_NO_DIALOG_ENTRY});
-  EXPECT_EQ(ThreadErrorBlock()->pixelStatus, 0u);
+  EXPECT_EQ(threadErrorBlock()->lastError, uint32_t{NADIRO_ERR_NO_DIALOG_ENTRY});
+  EXPECT_EQ(threadErrorBlock()->pixelStatus, 0u);
   EXPECT_EQ(test::blockBytes(out.get()), a.expect(src));
 }
 
@@ -456,8 +456,8 @@ TEST_P(AdjustProgress, CancelReturnsZeroAndFreesTheCopy) {
     EXPECT_TRUE(leavesNothingAllocated([&] { EXPECT_EQ(a.call(in.get(), 1), nullptr); }));
     EXPECT_EQ(r.steps, cancelAt) << "no step after Cancel";
     EXPECT_EQ(r.destroys, 1);
-    EXPECT_EQ(ThreadErrorBlock()->lastError, 0u);
-    EXPECT_EQ(ThreadErrorBlock()->cancel, 1u);
+    EXPECT_EQ(threadErrorBlock()->lastError, 0u);
+    EXPECT_EQ(threadErrorBlock()->cancel, 1u);
   }
   // The next call clears the flag and works.
   NadiroSetProgressHook(nullptr);
@@ -477,7 +477,7 @@ TEST_P(AdjustProgress, DialogThatCannotOpenFailsWithoutCode) {
   NadiroSetProgressHook(&hook);
   resetCodes(0, 0);
   EXPECT_TRUE(leavesNothingAllocated([&] { EXPECT_EQ(a.call(in.get(), 3), nullptr); }));
-  EXPECT_EQ(ThreadErrorBlock()->lastError, 0u);
+  EXPECT_EQ(threadErrorBlock()->lastError, 0u);
   // Modes without progress never open it.
   r = Recorder{};
   for (int32_t mode : {0, 2, 4, -3}) {

@@ -32,7 +32,7 @@ TEST_F(SharedModule, ExportsTheDocumentedNames) {
         "NadiroGlobalUnlock", "NadiroGlobalSize", "NadiroGlobalFree"})
     EXPECT_NE(dlsym(module_, name), nullptr) << name;
   // Internal helpers stay internal.
-  EXPECT_EQ(dlsym(module_, "ThresholdToMonochrome"), nullptr);
+  EXPECT_EQ(dlsym(module_, "thresholdToMonochrome"), nullptr);
 }
 
 // Every name the Windows module exports (src/exports/NadiroUser.def) is

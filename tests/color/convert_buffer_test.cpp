@@ -184,8 +184,8 @@ TEST(ConvertBuffer, ProgressRangeAndSteps) {
     gSteps = 0;
     EXPECT_EQ(ConvertColorSpace(src.data(), dst.data(), length, 1, 2, 1, nullptr), length);
     EXPECT_EQ(gSteps, steps) << length;
-    EXPECT_EQ(ThreadErrorBlock()->progressTotal, length + 1);
-    EXPECT_EQ(ThreadErrorBlock()->progressDivisor, 1500);
+    EXPECT_EQ(threadErrorBlock()->progressTotal, length + 1);
+    EXPECT_EQ(threadErrorBlock()->progressDivisor, 1500);
     EXPECT_FALSE(progressOpen());
   }
 }

@@ -338,10 +338,10 @@ TEST(ConvertImage, CancelFreesTheOutputAndReturnsNull) {
 TEST(ConvertImage, CancelFlagIsClearedOnEntry) {
   const auto bytes = sourceImage(1, 5, 5, 24, 6);
   test::ImageHandle img(bytes);
-  ThreadErrorBlock()->cancel = 1;
+  threadErrorBlock()->cancel = 1;
   test::ImageHandle out(ConvertDIBColorSpace(img.get(), 1, 2, 0, nullptr));
   EXPECT_TRUE(out);
-  EXPECT_EQ(ThreadErrorBlock()->cancel, 0u);
+  EXPECT_EQ(threadErrorBlock()->cancel, 0u);
 }
 
 #if !defined(_WIN32)
@@ -365,8 +365,8 @@ TEST(ConvertImage, ProgressStepsEvery1500Bytes) {
     test::ImageHandle out(ConvertDIBColorSpace(img.get(), c.from, 7, 5, nullptr));
     ASSERT_TRUE(out);
     EXPECT_EQ(gSteps, c.steps);
-    EXPECT_EQ(ThreadErrorBlock()->progressTotal, c.total);
-    EXPECT_EQ(ThreadErrorBlock()->progressDivisor, 1500);
+    EXPECT_EQ(threadErrorBlock()->progressTotal, c.total);
+    EXPECT_EQ(threadErrorBlock()->progressDivisor, 1500);
     EXPECT_FALSE(progressOpen()) << "destroyed at the end";
     // With progress off nothing steps.
     gSteps = 0;

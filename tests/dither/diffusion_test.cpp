@@ -223,7 +223,7 @@ TEST_P(DiffusionRefuses, WithTheDocumentedCodes) {
   // A success after all of that leaves 0.
   test::ImageHandle out(call(img.get(), 4));
   EXPECT_TRUE(out);
-  EXPECT_EQ(ThreadErrorBlock()->pixelStatus, NADIRO_PIXEL_OK);
+  EXPECT_EQ(threadErrorBlock()->pixelStatus, NADIRO_PIXEL_OK);
 }
 
 INSTANTIATE_TEST_SUITE_P(Exports, DiffusionRefuses,

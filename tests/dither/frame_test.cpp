@@ -1,4 +1,4 @@
-#include "dither/frame.h"
+#include "dither/buffers.h"
 
 #include <gtest/gtest.h>
 
@@ -95,7 +95,7 @@ TEST(DitherFrame, ExpandsFourBitRowsHighNibbleFirst) {
   in[105] = 0x3F;  // the low nibble is past the width
   dither::SourceRows source{in.data() + 104, in.data() + 40, 4, 3, 1, 4};
   uint8_t r[8] = {}, g[8] = {}, b[8] = {};
-  dither::ExpandRowToChannels(source, 0, {r, g, b});
+  dither::expandRowToChannels(source, 0, {r, g, b});
   for (int k = 0; k < 3; ++k) {
     const int index = k == 0 ? 5 : k == 1 ? 12 : 3;
     EXPECT_EQ(b[k], in[40 + 4 * index]);
@@ -121,7 +121,7 @@ TEST(DitherFrame, MergesBitPlanes) {
     }
   }
   std::vector<uint8_t> out(8 * height, 0xEE);
-  dither::MergeBitPlanes(planes, width, height, out);
+  dither::mergeBitPlanes(planes, width, height, out);
   for (uint32_t y = 0; y < height; ++y) {
     for (uint32_t x = 0; x < 16; ++x) {
       const uint32_t g = x / 8, bit = 7 - x % 8;

@@ -141,7 +141,7 @@ TEST_P(WindowRefuses, WithItsOwnCodes) {
   test::ImageHandle img(good);
   test::ImageHandle out(call(img.get(), 4));
   EXPECT_TRUE(out);
-  EXPECT_EQ(ThreadErrorBlock()->pixelStatus, NADIRO_PIXEL_OK);
+  EXPECT_EQ(threadErrorBlock()->pixelStatus, NADIRO_PIXEL_OK);
 }
 
 INSTANTIATE_TEST_SUITE_P(Exports, WindowRefuses, testing::Bool(),

@@ -114,8 +114,8 @@ Variables changedBy(const std::string& entry, Variables x) {
 
 class CompanionDialog : public testing::TestWithParam<DialogCase> {
  protected:
-  void SetUp() override { ThreadErrorBlock()->lastError = kUntouched; }
-  void TearDown() override { ThreadErrorBlock()->lastError = 0; }
+  void SetUp() override { threadErrorBlock()->lastError = kUntouched; }
+  void TearDown() override { threadErrorBlock()->lastError = 0; }
   static constexpr uint32_t kUntouched = 0xC0DE;
 };
 
@@ -123,7 +123,7 @@ TEST_P(CompanionDialog, ShippedModuleAcceptsAndChangesNothing) {
   Variables x;
   EXPECT_EQ(GetParam().show(x), DialogResult::Ok);
   EXPECT_TRUE(x == Variables{});
-  EXPECT_EQ(ThreadErrorBlock()->lastError, kUntouched);
+  EXPECT_EQ(threadErrorBlock()->lastError, kUntouched);
 }
 
 TEST_P(CompanionDialog, CancelLeavesValuesAndCodes) {
@@ -131,7 +131,7 @@ TEST_P(CompanionDialog, CancelLeavesValuesAndCodes) {
   Variables x;
   EXPECT_EQ(GetParam().show(x), DialogResult::Cancelled);
   EXPECT_TRUE(x == Variables{});
-  EXPECT_EQ(ThreadErrorBlock()->lastError, kUntouched);
+  EXPECT_EQ(threadErrorBlock()->lastError, kUntouched);
 }
 
 TEST_P(CompanionDialog, AcceptedValuesComeBack) {
@@ -144,7 +144,7 @@ TEST_P(CompanionDialog, AcceptedValuesComeBack) {
   EXPECT_EQ(GetParam().show(x), DialogResult::Ok);
   EXPECT_TRUE(x == changedBy(GetParam().entry, Variables{}));
   EXPECT_EQ(lastImage(), imageArgument());
-  EXPECT_EQ(ThreadErrorBlock()->lastError, kUntouched);
+  EXPECT_EQ(threadErrorBlock()->lastError, kUntouched);
 }
 
 TEST_P(CompanionDialog, MissingEntryPointSetsCode7AndGoesOn) {
@@ -154,10 +154,10 @@ TEST_P(CompanionDialog, MissingEntryPointSetsCode7AndGoesOn) {
   EXPECT_TRUE(x == Variables{});
   if (std::string(GetParam().entry) == "DesaturateUI") {
     EXPECT_EQ(r, DialogResult::Ok) << "the one entry this module has";
-    EXPECT_EQ(ThreadErrorBlock()->lastError, kUntouched);
+    EXPECT_EQ(threadErrorBlock()->lastError, kUntouched);
   } else {
     EXPECT_EQ(r, DialogResult::Missing);
-    EXPECT_EQ(ThreadErrorBlock()->lastError, uint32_t{NADIRO_ERR_NO_DIALOG_ENTRY});
+    EXPECT_EQ(threadErrorBlock()->lastError, uint32_t{NADIRO_ERR_NO_DIALOG_ENTRY});
   }
 }
 
@@ -166,7 +166,7 @@ TEST_P(CompanionDialog, MissingModuleSetsCode7AndGoesOn) {
   Variables x;
   EXPECT_EQ(GetParam().show(x), DialogResult::Missing);
   EXPECT_TRUE(x == Variables{});
-  EXPECT_EQ(ThreadErrorBlock()->lastError, uint32_t{NADIRO_ERR_NO_DIALOG_ENTRY});
+  EXPECT_EQ(threadErrorBlock()->lastError, uint32_t{NADIRO_ERR_NO_DIALOG_ENTRY});
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryEntryPoint, CompanionDialog, testing::ValuesIn(kDialogs),

@@ -33,8 +33,8 @@ class ColourTable : public testing::TestWithParam<ColourCase> {};
 TEST_P(ColourTable, CountAndBytes) {
   const auto& c = GetParam();
   const auto h = header(c.headerSize, c.bits, c.clrUsed);
-  EXPECT_EQ(DibColorCount(h.data()), c.colours);
-  EXPECT_EQ(DibColorTableBytes(h.data()), c.tableBytes);
+  EXPECT_EQ(dibColorCount(h.data()), c.colours);
+  EXPECT_EQ(dibColorTableBytes(h.data()), c.tableBytes);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -86,20 +86,20 @@ TEST(Dib, MeasureRefusesBlocksThatDoNotHoldTheirRows) {
 }
 
 TEST(Dib, CompressionProbe) {
-  EXPECT_EQ(DibCompression(nullptr), -1);
-  EXPECT_EQ(DibCompression(test::garbageHandle(3)), -1);
+  EXPECT_EQ(dibCompression(nullptr), -1);
+  EXPECT_EQ(dibCompression(test::garbageHandle(3)), -1);
   auto bytes = test::makeDib({.width = 2, .height = 2, .bits = 24});
   store(bytes.data(), kCompression, uint32_t{12});
   test::ImageHandle img(bytes);
-  EXPECT_EQ(DibCompression(img.get()), 12);
+  EXPECT_EQ(dibCompression(img.get()), 12);
   EXPECT_TRUE(test::notLocked(img.get()));
 }
 
 TEST(Dib, DuplicateCopiesTheWholeBlock) {
-  EXPECT_EQ(DibDuplicate(nullptr), nullptr);
+  EXPECT_EQ(dibDuplicate(nullptr), nullptr);
   const auto bytes = test::makeDib({.width = 5, .height = 3, .bits = 24});
   test::ImageHandle img(bytes);
-  test::ImageHandle copy(DibDuplicate(img.get()));
+  test::ImageHandle copy(dibDuplicate(img.get()));
   ASSERT_TRUE(copy);
   EXPECT_NE(copy.get(), img.get());
   EXPECT_EQ(test::blockBytes(copy.get()), bytes);
@@ -112,7 +112,7 @@ TEST(Dib, New24WritesTheSizeIntoTheSourceHeader) {
   store(bytes.data(), kSizeImage, uint32_t{777});
   store(bytes.data(), kCompression, uint32_t{14});
   test::ImageHandle img(bytes);
-  test::ImageHandle made(DibNew24From(img.get()));
+  test::ImageHandle made(dibNew24From(img.get()));
   ASSERT_TRUE(made);
   const auto out = test::blockBytes(made.get());
   ASSERT_EQ(out.size(), 40u + 16 * 3);
@@ -128,7 +128,7 @@ TEST(Dib, New32WritesItsOwnHeader) {
   auto bytes = test::makeDib({.width = 3, .height = 2, .bits = 24});
   store(bytes.data(), kSizeImage, uint32_t{777});
   test::ImageHandle img(bytes);
-  test::ImageHandle made(DibNew32From(img.get()));
+  test::ImageHandle made(dibNew32From(img.get()));
   ASSERT_TRUE(made);
   const auto out = test::blockBytes(made.get());
   ASSERT_EQ(out.size(), 40u + 12 * 2);
@@ -142,8 +142,8 @@ TEST(Dib, NewFromRefusesAbsurdSizes) {
   store(bytes.data(), kWidth, int32_t{0x20000000});
   store(bytes.data(), kHeight, int32_t{0x20000000});
   test::ImageHandle img(bytes);
-  EXPECT_EQ(DibNew24From(img.get()), nullptr);
-  EXPECT_EQ(DibNew24From(test::garbageHandle(5)), nullptr);
+  EXPECT_EQ(dibNew24From(img.get()), nullptr);
+  EXPECT_EQ(dibNew24From(test::garbageHandle(5)), nullptr);
 }
 
 TEST(Dib, Store24From32IndexVariants) {
@@ -151,12 +151,12 @@ TEST(Dib, Store24From32IndexVariants) {
   std::vector<uint8_t> rows(64, 0);
   // Width 3: 32-bit rows of 12 bytes, 24-bit rows of 12 bytes. Byte 16 is
   // row 1, pixel 1: target 12 + 3, bytes reversed.
-  EXPECT_EQ(DibStore24From32IndexSwapped(rows.data(), 16, px, 3), 1);
+  EXPECT_EQ(dibStore24From32IndexSwapped(rows.data(), 16, px, 3), 1);
   EXPECT_EQ((std::vector<uint8_t>(rows.begin() + 15, rows.begin() + 18)),
             (std::vector<uint8_t>{3, 2, 1}));
   // Width 5: 32-bit rows of 20 bytes, 24-bit rows of 16 bytes.
   std::fill(rows.begin(), rows.end(), 0);
-  DibStore24From32IndexSwapped(rows.data(), 20 + 4 * 4, px, 5);
+  dibStore24From32IndexSwapped(rows.data(), 20 + 4 * 4, px, 5);
   EXPECT_EQ(rows[16 + 12], 3);
   EXPECT_EQ(rows[16 + 14], 1);
 }

@@ -91,7 +91,7 @@ TEST(OutOfMemory, EveryExportFailsCleanly) {
   const auto reported = [&](Field f) -> uint32_t {
     switch (f) {
       case F::LastError: return GetLastColorConvertError();
-      case F::PixelStatus: return ThreadErrorBlock()->pixelStatus;
+      case F::PixelStatus: return threadErrorBlock()->pixelStatus;
       case F::ErrorOut: return errorOut;
       case F::None: break;
     }

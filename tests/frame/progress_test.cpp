@@ -32,16 +32,16 @@ INSTANTIATE_TEST_SUITE_P(Examples, ProgressRange,
 class Progress : public testing::Test {
  protected:
   void TearDown() override {
-    ProgressDestroy();
-    ThreadErrorBlockData* b = ThreadErrorBlock();
+    progressDestroy();
+    ThreadErrorBlockData* b = threadErrorBlock();
     b->cancel = 0;
   }
 };
 
 TEST_F(Progress, CreateStoresItsStateAndClearsCancel) {
-  ThreadErrorBlockData* b = ThreadErrorBlock();
+  ThreadErrorBlockData* b = threadErrorBlock();
   b->cancel = 1;
-  ASSERT_EQ(ProgressCreate(nullptr, 11, 5), 1);
+  ASSERT_EQ(progressCreate(nullptr, 11, 5), 1);
   EXPECT_TRUE(progressOpen());
   EXPECT_FALSE(cancelRequested());
   EXPECT_EQ(b->progressTotal, 11);
@@ -52,25 +52,25 @@ TEST_F(Progress, CreateStoresItsStateAndClearsCancel) {
 }
 
 TEST_F(Progress, StepReturnsThePreviousPosition) {
-  ASSERT_EQ(ProgressCreate(nullptr, 51, 5), 1);
-  for (int expected = 0; expected < 8; ++expected) EXPECT_EQ(ProgressStep(), expected);
+  ASSERT_EQ(progressCreate(nullptr, 51, 5), 1);
+  for (int expected = 0; expected < 8; ++expected) EXPECT_EQ(progressStep(), expected);
 }
 
 TEST_F(Progress, DestroyClosesOnce) {
-  ASSERT_EQ(ProgressCreate(nullptr, 6, 5), 1);
-  EXPECT_EQ(ProgressDestroy(), 1);
+  ASSERT_EQ(progressCreate(nullptr, 6, 5), 1);
+  EXPECT_EQ(progressDestroy(), 1);
   EXPECT_FALSE(progressOpen());
-  EXPECT_EQ(ProgressDestroy(), 0);
-  EXPECT_EQ(ProgressDestroy(), 0);
+  EXPECT_EQ(progressDestroy(), 0);
+  EXPECT_EQ(progressDestroy(), 0);
 }
 
 TEST_F(Progress, ResultCodesAreLeftAlone) {
-  ThreadErrorBlockData* b = ThreadErrorBlock();
+  ThreadErrorBlockData* b = threadErrorBlock();
   b->pixelStatus = 17;
   b->lastError = 4;
-  ASSERT_EQ(ProgressCreate(nullptr, 6, 5), 1);
-  ProgressStep();
-  ProgressDestroy();
+  ASSERT_EQ(progressCreate(nullptr, 6, 5), 1);
+  progressStep();
+  progressDestroy();
   EXPECT_EQ(b->pixelStatus, 17u);
   EXPECT_EQ(b->lastError, 4u);
   b->pixelStatus = 0;
@@ -78,19 +78,19 @@ TEST_F(Progress, ResultCodesAreLeftAlone) {
 }
 
 TEST_F(Progress, EachThreadHasItsOwnDialog) {
-  ASSERT_EQ(ProgressCreate(nullptr, 21, 5), 1);
+  ASSERT_EQ(progressCreate(nullptr, 21, 5), 1);
   bool otherSawOpen = true;
   int otherCreated = 0, otherDestroyed = 0;
   std::thread([&] {
     otherSawOpen = progressOpen();
-    otherCreated = ProgressCreate(nullptr, 6, 5);
-    otherDestroyed = ProgressDestroy();
+    otherCreated = progressCreate(nullptr, 6, 5);
+    otherDestroyed = progressDestroy();
   }).join();
   EXPECT_FALSE(otherSawOpen);
   EXPECT_EQ(otherCreated, 1);
   EXPECT_EQ(otherDestroyed, 1);
   EXPECT_TRUE(progressOpen()) << "the other thread's destroy closed only its own dialog";
-  EXPECT_EQ(ThreadErrorBlock()->progressTotal, 21);
+  EXPECT_EQ(threadErrorBlock()->progressTotal, 21);
 }
 
 #if !defined(_WIN32)
@@ -141,11 +141,11 @@ TEST_F(ProgressHook, SeesCreateEachStepAndDestroy) {
   const NadiroProgressHook h = r.hook();
   NadiroSetProgressHook(&h);
   int owner = 0;
-  ASSERT_EQ(ProgressCreate(&owner, 16, 5), 1);
-  EXPECT_EQ(ProgressStep(), 0);
-  EXPECT_EQ(ProgressStep(), 1);
-  EXPECT_EQ(ProgressStep(), 2);
-  EXPECT_EQ(ProgressDestroy(), 1);
+  ASSERT_EQ(progressCreate(&owner, 16, 5), 1);
+  EXPECT_EQ(progressStep(), 0);
+  EXPECT_EQ(progressStep(), 1);
+  EXPECT_EQ(progressStep(), 2);
+  EXPECT_EQ(progressDestroy(), 1);
   const std::vector<Recorder::Event> expected = {{'c', &owner, 16, 5},
                                                  {'s', nullptr, 0, 0},
                                                  {'s', nullptr, 1, 0},
@@ -160,19 +160,19 @@ TEST_F(ProgressHook, CancelSetsTheFlagAndClosesTheDialog) {
   r.cancelAtStep = 1;
   const NadiroProgressHook h = r.hook();
   NadiroSetProgressHook(&h);
-  ASSERT_EQ(ProgressCreate(nullptr, 16, 5), 1);
-  EXPECT_EQ(ProgressStep(), 0);
+  ASSERT_EQ(progressCreate(nullptr, 16, 5), 1);
+  EXPECT_EQ(progressStep(), 0);
   EXPECT_FALSE(cancelRequested());
-  ProgressStep();  // Cancel pressed here
+  progressStep();  // Cancel pressed here
   EXPECT_TRUE(cancelRequested());
   EXPECT_FALSE(progressOpen());
-  EXPECT_EQ(ThreadErrorBlock()->ownerDisabled, 0u);
-  EXPECT_EQ(ProgressStep(), 0) << "a closed dialog does not step";
-  EXPECT_EQ(ProgressDestroy(), 0) << "Cancel already closed it";
+  EXPECT_EQ(threadErrorBlock()->ownerDisabled, 0u);
+  EXPECT_EQ(progressStep(), 0) << "a closed dialog does not step";
+  EXPECT_EQ(progressDestroy(), 0) << "Cancel already closed it";
   ASSERT_EQ(r.events.size(), 4u);
   EXPECT_EQ(r.events.back().kind, 'd');
   EXPECT_TRUE(cancelRequested()) << "the flag stays until the next create";
-  ASSERT_EQ(ProgressCreate(nullptr, 6, 5), 1);
+  ASSERT_EQ(progressCreate(nullptr, 6, 5), 1);
   EXPECT_FALSE(cancelRequested());
 }
 
@@ -184,14 +184,14 @@ TEST_F(ProgressHook, ACallerLoopStopsAtTheNextUnitAfterCancel) {
   const NadiroProgressHook h = r.hook();
   NadiroSetProgressHook(&h);
   const int32_t units = 40, divisor = 5;
-  ASSERT_EQ(ProgressCreate(nullptr, units + 1, divisor), 1);
+  ASSERT_EQ(progressCreate(nullptr, units + 1, divisor), 1);
   int32_t done = 0;
   for (int32_t i = 0; i < units; ++i) {
     if (cancelRequested()) break;
-    if (progressOpen() && i % divisor == 0) ProgressStep();
+    if (progressOpen() && i % divisor == 0) progressStep();
     ++done;
   }
-  ProgressDestroy();
+  progressDestroy();
   EXPECT_EQ(done, 11) << "units 0..10 ran; Cancel came with the step before unit 10";
 }
 
@@ -200,9 +200,9 @@ TEST_F(ProgressHook, ARefusedDialogFailsCreate) {
   r.createResult = 0;
   const NadiroProgressHook h = r.hook();
   NadiroSetProgressHook(&h);
-  EXPECT_EQ(ProgressCreate(nullptr, 6, 5), 0);
+  EXPECT_EQ(progressCreate(nullptr, 6, 5), 0);
   EXPECT_FALSE(progressOpen());
-  EXPECT_EQ(ProgressDestroy(), 0);
+  EXPECT_EQ(progressDestroy(), 0);
   ASSERT_EQ(r.events.size(), 1u) << "no destroy for a dialog that never opened";
 }
 
@@ -211,9 +211,9 @@ TEST_F(ProgressHook, BelongsToTheThreadThatInstalledIt) {
   const NadiroProgressHook h = r.hook();
   NadiroSetProgressHook(&h);
   std::thread([] {
-    EXPECT_EQ(ProgressCreate(nullptr, 6, 5), 1);
-    ProgressStep();
-    EXPECT_EQ(ProgressDestroy(), 1);
+    EXPECT_EQ(progressCreate(nullptr, 6, 5), 1);
+    progressStep();
+    EXPECT_EQ(progressDestroy(), 1);
   }).join();
   EXPECT_TRUE(r.events.empty());
 }
@@ -221,16 +221,16 @@ TEST_F(ProgressHook, BelongsToTheThreadThatInstalledIt) {
 TEST_F(ProgressHook, NullCallbacksAndRemovalShowNothing) {
   NadiroProgressHook empty{};
   NadiroSetProgressHook(&empty);
-  ASSERT_EQ(ProgressCreate(nullptr, 6, 5), 1);
-  EXPECT_EQ(ProgressStep(), 0);
-  EXPECT_EQ(ProgressDestroy(), 1);
+  ASSERT_EQ(progressCreate(nullptr, 6, 5), 1);
+  EXPECT_EQ(progressStep(), 0);
+  EXPECT_EQ(progressDestroy(), 1);
   Recorder r;
   const NadiroProgressHook h = r.hook();
   NadiroSetProgressHook(&h);
   NadiroSetProgressHook(nullptr);
-  ASSERT_EQ(ProgressCreate(nullptr, 6, 5), 1);
-  ProgressStep();
-  ProgressDestroy();
+  ASSERT_EQ(progressCreate(nullptr, 6, 5), 1);
+  progressStep();
+  progressDestroy();
   EXPECT_TRUE(r.events.empty());
 }
 

@@ -1,7 +1,7 @@
-// The dithering frame: geometry of the scratch blocks, channel expansion,
-// grey rows, the fixed palettes, bit-plane merging and the export frame
-// around a method's image core.
-#include "dither/frame.h"
+// What the dithering exports share: geometry of the scratch blocks, channel
+// expansion, grey rows, the fixed palettes, bit-plane merging and the run
+// from the source to the output around a method's image core.
+#include "dither/buffers.h"
 
 #include <array>
 #include <cstring>
@@ -86,7 +86,7 @@ uint64_t errorBlockBytes(uint32_t bits, uint32_t rowsPerChannel, uint32_t rowLen
 
 uint32_t outputStride(uint32_t bits, uint32_t width) { return ((width * bits + 31) >> 5) << 2; }
 
-void ExpandRowToChannels(const SourceRows& source, uint32_t y, const ChannelRows& out) {
+void expandRowToChannels(const SourceRows& source, uint32_t y, const ChannelRows& out) {
   const uint8_t* row = source.row(y);
   const uint32_t width = source.width;
   uint8_t* r = out.red;
@@ -131,7 +131,7 @@ std::span<const uint8_t> ditherPalette(uint32_t bits) {
   return kPalette8;
 }
 
-void MergeBitPlanes(std::span<const uint8_t> planes, uint32_t width, uint32_t height,
+void mergeBitPlanes(std::span<const uint8_t> planes, uint32_t width, uint32_t height,
                     std::span<uint8_t> out) {
   const size_t s1 = planeStride(4, width);
   const size_t so = outputStride(4, width);
@@ -238,7 +238,7 @@ MemHandle runDitherFrame(LockedBlock& sourceBlock, const SourceRows& source, uin
                                          .palette = ditherPalette(bits)});
   const auto rows = out.bytes().subspan(static_cast<size_t>(dib::kInfoHeaderSize + paletteBytes));
   if (bits == 4)
-    MergeBitPlanes(planes.bytes(), width, height, rows);
+    mergeBitPlanes(planes.bytes(), width, height, rows);
   else
     std::memcpy(rows.data(), planes.data(), static_cast<size_t>(imageBytes));
   out.unlock();

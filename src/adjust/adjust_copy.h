@@ -50,7 +50,7 @@ void walkColumns(const Picture& p, bool showing, const Kernel& kernel) {
   const uint32_t band = static_cast<uint32_t>(kColumnsPerStep);
   for (uint32_t x = 0; x < p.width; x += band) {
     if (cancelRequested()) return;
-    if (progressOpen()) ProgressStep();
+    if (progressOpen()) progressStep();
     if (cancelRequested()) return;  // the copy is thrown away: skip the band
     applyColumns(p, x, p.width - x < band ? p.width : x + band, kernel);
   }
@@ -72,7 +72,7 @@ MemHandle adjustCopy(MemHandle image, int32_t mode, void* owner, ProgressUnits u
   const auto layout = source.layout();
   if (!layout) return nullptr;
 
-  OwnedBlock copy(dib::DibDuplicate(image));
+  OwnedBlock copy(dib::dibDuplicate(image));
   if (!copy) {
     setLastError(NADIRO_ERR_NO_MEMORY);
     return nullptr;
@@ -82,13 +82,13 @@ MemHandle adjustCopy(MemHandle image, int32_t mode, void* owner, ProgressUnits u
 
   if (wantsDialog(mode) && dialog() == DialogResult::Cancelled) return nullptr;
   const bool showing = wantsProgress(mode);
-  if (showing && !ProgressCreate(owner, progressTotal(units, layout->width), kColumnsPerStep))
+  if (showing && !progressCreate(owner, progressTotal(units, layout->width), kColumnsPerStep))
     return nullptr;
 
   const Picture picture{work.data() + layout->pixelOffset, layout->stride, layout->width,
                         layout->height};
   walkColumns(picture, showing, makeKernel());
-  if (showing) ProgressDestroy();
+  if (showing) progressDestroy();
   if (cancelRequested()) return nullptr;
   work.unlock();
   return copy.release();
