@@ -47,16 +47,17 @@ void splitRow(const uint8_t* px, uint8_t* const* out, uint32_t width) {
 void writeChannelHeader(uint8_t* block, int32_t width, int32_t height, int32_t xRes,
                         int32_t yRes) {
   dib::writeNewImageHeader(
-      block, {.width = width,
-              .height = height,
-              .bits = 8,
-              .sizeImage = static_cast<uint32_t>(channelStride(static_cast<uint32_t>(width)) *
-                                                 static_cast<uint32_t>(height)),
-              .xPelsPerMeter = xRes,
-              .yPelsPerMeter = yRes,
-              .clrUsed = kGreyEntries,
-              .clrImportant = kGreyEntries,
-              .palette = kGreyTable});
+      block,
+      {.width = width,
+       .height = height,
+       .bitCount = 8,
+       .sizeImage = static_cast<uint32_t>(channelStride(static_cast<uint32_t>(width)) *
+                                          static_cast<uint32_t>(height)),
+       .xPelsPerMeter = xRes,
+       .yPelsPerMeter = yRes,
+       .clrUsed = kGreyEntries,
+       .clrImportant = kGreyEntries},
+      kGreyTable);
 }
 
 void splitRows(const SplitSource& source, uint8_t* converted, uint8_t* const* channels,

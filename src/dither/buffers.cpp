@@ -228,14 +228,15 @@ MemHandle runDitherFrame(LockedBlock& sourceBlock, const SourceRows& source, uin
   if (!result) return nullptr;
   LockedBlock out(result.get());
   if (!out) return nullptr;
-  dib::writeNewImageHeader(out.data(), {.width = static_cast<int32_t>(width),
-                                         .height = static_cast<int32_t>(height),
-                                         .bits = static_cast<uint16_t>(bits),
-                                         .sizeImage = static_cast<uint32_t>(imageBytes),
-                                         .xPelsPerMeter = xRes,
-                                         .yPelsPerMeter = yRes,
-                                         .clrUsed = 1u << bits,
-                                         .palette = ditherPalette(bits)});
+  dib::writeNewImageHeader(out.data(),
+                           {.width = static_cast<int32_t>(width),
+                            .height = static_cast<int32_t>(height),
+                            .bitCount = static_cast<uint16_t>(bits),
+                            .sizeImage = static_cast<uint32_t>(imageBytes),
+                            .xPelsPerMeter = xRes,
+                            .yPelsPerMeter = yRes,
+                            .clrUsed = 1u << bits},
+                           ditherPalette(bits));
   const auto rows = out.bytes().subspan(static_cast<size_t>(dib::kInfoHeaderSize + paletteBytes));
   if (bits == 4)
     mergeBitPlanes(planes.bytes(), width, height, rows);

@@ -35,21 +35,12 @@ void writeHeader(uint8_t* p, const Header& h) {
   store(p, kClrImportant, h.clrImportant);
 }
 
-void writeNewImageHeader(uint8_t* p, const NewImage& image) {
-  Header h;
-  h.width = image.width;
-  h.height = image.height;
+void writeNewImageHeader(uint8_t* p, Header h, std::span<const uint8_t> palette) {
+  h.size = kInfoHeaderSize;
   h.planes = 1;
-  h.bitCount = image.bits;
   h.compression = 0;
-  h.sizeImage = image.sizeImage;
-  h.xPelsPerMeter = image.xPelsPerMeter;
-  h.yPelsPerMeter = image.yPelsPerMeter;
-  h.clrUsed = image.clrUsed;
-  h.clrImportant = image.clrImportant;
   writeHeader(p, h);
-  if (!image.palette.empty())
-    std::memcpy(p + kInfoHeaderSize, image.palette.data(), image.palette.size());
+  if (!palette.empty()) std::memcpy(p + kInfoHeaderSize, palette.data(), palette.size());
 }
 
 uint32_t dibColorCount(const uint8_t* header) {

@@ -59,21 +59,10 @@ struct Header {
 Header readHeader(const uint8_t* p);
 void writeHeader(uint8_t* p, const Header& h);
 
-// An image the library makes: a 40-byte header with one plane and no
-// compression, and its colour table right behind it.
-struct NewImage {
-  int32_t width = 0;
-  int32_t height = 0;
-  uint16_t bits = 0;
-  uint32_t sizeImage = 0;
-  int32_t xPelsPerMeter = 0;
-  int32_t yPelsPerMeter = 0;
-  uint32_t clrUsed = 0;
-  uint32_t clrImportant = 0;
-  std::span<const uint8_t> palette;  // 4 bytes per entry
-};
-// Writes the header and the palette; `p` holds 40 + palette bytes.
-void writeNewImageHeader(uint8_t* p, const NewImage& image);
+// The header of an image the library makes, always 40 bytes with one plane
+// and no compression whatever `h` says, and its colour table (4 bytes an
+// entry) right behind it; `p` holds 40 + palette bytes.
+void writeNewImageHeader(uint8_t* p, Header h, std::span<const uint8_t> palette);
 
 // Colour count: colours-used when the header is 40 bytes and it is non-zero,
 // else 2/16/256 for 1/4/8 bits and 0 for every other depth. The bit count is
