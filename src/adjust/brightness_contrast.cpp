@@ -37,13 +37,6 @@ uint64_t outputPixelBytes(const dib::Header& h) {
   return rowBits / 32 * 4 * static_cast<uint32_t>(h.height);
 }
 
-// Zero-filled, one retry.
-OwnedBlock allocateOutput(uint64_t bytes) {
-  OwnedBlock block = OwnedBlock::allocate(bytes);
-  if (!block) block = OwnedBlock::allocate(bytes);
-  return block;
-}
-
 }  // namespace
 
 ByteTable brightnessContrastTable(int32_t brightness, int32_t contrast) {
@@ -117,7 +110,7 @@ uint32_t brightnessContrastInto(const OpenImage& source, MemHandle image, int32_
   if (h.bitCount == 24 && !rowsFit(pixelBytes, rows.stride, uint64_t{rows.width} * 3, rows.height))
     return NADIRO_PIXEL_BAD_ARGUMENT;
 
-  made = allocateOutput(pixelOffset + pixelBytes);
+  made = OwnedBlock::allocateTwice(pixelOffset + pixelBytes);
   if (!made) return NADIRO_PIXEL_NO_MEMORY;
   LockedBlock out(made.get());
   if (!out) {

@@ -16,13 +16,6 @@ namespace {
 
 constexpr int32_t kProgressDivisor = 5;
 
-// Scratch and output blocks are tried twice before the call gives up.
-OwnedBlock allocateTwice(uint64_t bytes) {
-  OwnedBlock block = OwnedBlock::allocate(bytes);
-  if (!block) block = OwnedBlock::allocate(bytes);
-  return block;
-}
-
 // Progress of the row loop: a step at every multiple of the dialog's
 // divisor while the dialog is open; Cancel stops the filter.
 bool progressStepHook(void*, int32_t r) {
@@ -66,7 +59,7 @@ uint32_t checkImage(const OpenImage& source) {
 
 // A locked block of `bytes`, or the code that refuses the call.
 uint32_t makeLocked(uint64_t bytes, OwnedBlock& owned, LockedBlock& locked) {
-  owned = allocateTwice(bytes);
+  owned = OwnedBlock::allocateTwice(bytes);
   if (!owned) return NADIRO_PIXEL_NO_MEMORY;
   locked = LockedBlock(owned.get());
   return locked ? NADIRO_PIXEL_OK : NADIRO_PIXEL_CANNOT_LOCK;
@@ -170,14 +163,12 @@ extern "C" NADIRO_API NadiroHandle NADIRO_CALL ColorConvolutionA(
     NadiroWindow progressOwner) {
   // A null name stays null (refused where a file is used). Otherwise the
   // file opens by the narrow name and the dialog is shown the wide one.
-  const OwnedBlock wide = fileName ? channels::widenFileName(fileName) : OwnedBlock{};
-  const LockedBlock name(wide.get());
-  if (fileName && !name) {
+  const auto wide = fileName ? channels::widenFileName(fileName) : nullptr;
+  if (fileName && !wide) {
     if (errorOut) *errorOut = NADIRO_PIXEL_NO_MEMORY;
     return nullptr;
   }
-  const channels::KernelFileName names{
-      fileName ? reinterpret_cast<const wchar_t*>(name.data()) : nullptr, fileName};
+  const channels::KernelFileName names{wide.get(), fileName};
   return channels::runConvolution({image, newImage, lumaMode, kernelSource, size, names, kernel,
                                    errorOut, flags, progressOwner});
 }

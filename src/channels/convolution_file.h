@@ -5,9 +5,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
-
-#include "frame/guards.h"
 
 namespace nadiro::channels {
 
@@ -22,9 +21,9 @@ struct KernelFileName {
 // it. Nothing when it cannot be opened; otherwise the number of bytes read.
 std::optional<size_t> readKernelFile(const KernelFileName& name, uint8_t* buffer, size_t bytes);
 
-// A zero-filled block of (length + 1) wide characters holding the narrow
-// name converted (the ANSI code page on Windows, UTF-8 elsewhere). Empty
-// when the block cannot be allocated.
-OwnedBlock widenFileName(const char* name);
+// The narrow name converted (the ANSI code page on Windows, UTF-8
+// elsewhere) in (length + 1) zero-filled wide characters; null when memory
+// runs out.
+std::unique_ptr<wchar_t[]> widenFileName(const char* name);
 
 }  // namespace nadiro::channels

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "channels/convolution_file.h"
+#include "frame/scratch.h"
 
 namespace nadiro::channels {
 namespace {
@@ -98,17 +99,16 @@ std::optional<size_t> readKernelFile(const KernelFileName& fileName, uint8_t* bu
   return got;
 }
 
-OwnedBlock widenFileName(const char* name) {
+std::unique_ptr<wchar_t[]> widenFileName(const char* name) {
   const size_t length = std::strlen(name);
-  OwnedBlock block = OwnedBlock::allocate((uint64_t{length} + 1) * sizeof(wchar_t));
-  LockedBlock text(block.get());
-  if (!text) return {};
-  auto* out = reinterpret_cast<wchar_t*>(text.data());
+  auto text = allocateScratch<wchar_t>(uint64_t{length} + 1);
+  if (!text) return nullptr;
+  wchar_t* out = text.get();
   const auto* p = reinterpret_cast<const unsigned char*>(name);
   const auto* end = p + length;
   // Every sequence yields one wide character, so length + 1 always holds them.
   while (p < end) *out++ = decodeUtf8(p);
-  return block;
+  return text;
 }
 
 }  // namespace nadiro::channels

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "channels/convolution_file.h"
+#include "frame/scratch.h"
 
 namespace nadiro::channels {
 
@@ -20,15 +21,14 @@ std::optional<size_t> readKernelFile(const KernelFileName& fileName, uint8_t* bu
   return static_cast<size_t>(got);
 }
 
-OwnedBlock widenFileName(const char* name) {
+std::unique_ptr<wchar_t[]> widenFileName(const char* name) {
   const size_t length = std::strlen(name);
-  OwnedBlock block = OwnedBlock::allocate((uint64_t{length} + 1) * sizeof(wchar_t));
-  LockedBlock text(block.get());
-  if (!text) return {};
+  auto text = allocateScratch<wchar_t>(uint64_t{length} + 1);
+  if (!text) return nullptr;
   if (length > 0)
-    MultiByteToWideChar(CP_ACP, MB_PRECOMPOSED, name, static_cast<int>(length),
-                        reinterpret_cast<wchar_t*>(text.data()), static_cast<int>(length + 1));
-  return block;
+    MultiByteToWideChar(CP_ACP, MB_PRECOMPOSED, name, static_cast<int>(length), text.get(),
+                        static_cast<int>(length + 1));
+  return text;
 }
 
 }  // namespace nadiro::channels

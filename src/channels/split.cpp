@@ -113,7 +113,9 @@ std::optional<SplitSource> splitSource(const OpenImage& image, const dib::Layout
     std::memcpy(header, image.data(), sizeof header);
     dib::store(header, dib::kBitCount, uint16_t{32});
     dib::store(header, dib::kCompression, uint32_t{0});
-    const uint64_t imageBytes = dib::kInfoHeaderSize + uint64_t{*stride32} * layout.height;
+    // Checked above to stay within the largest block.
+    const auto imageBytes =
+        static_cast<size_t>(dib::kInfoHeaderSize + uint64_t{*stride32} * layout.height);
     if (!dib::blockHolds(imageBytes, dib::kInfoHeaderSize + dib::dibColorTableBytes(header),
                          *stride32, layout.height))
       return std::nullopt;

@@ -5,8 +5,10 @@
 
 #include <array>
 #include <cstring>
+#include <memory>
 
 #include "frame/dib.h"
+#include "frame/scratch.h"
 #include "frame/thread_state.h"
 #include "nadiro/nadiro.h"
 
@@ -52,14 +54,11 @@ uint64_t pixelOffsetFor(uint16_t depth) {
   }
 }
 
-// A zero-byte movable block has no address on Windows (locking it fails),
-// so an empty image fails the same way on every platform.
-bool allocateLocked(uint64_t bytes, OwnedBlock& owned, LockedBlock& locked) {
-  if (bytes == 0) return false;
-  owned = OwnedBlock::allocate(bytes);
-  if (!owned) return false;
-  locked = LockedBlock(owned.get());
-  return static_cast<bool>(locked);
+// Scratch of `bytes` zeroed bytes. None for 0 bytes: the module has always
+// failed there (a zero-byte movable block has no address on Windows), so an
+// empty image fails the same way on every platform.
+std::unique_ptr<uint8_t[]> allocateNonEmpty(uint64_t bytes) {
+  return bytes == 0 ? nullptr : allocateScratch<uint8_t>(bytes);
 }
 
 }  // namespace
@@ -205,18 +204,17 @@ MemHandle runDitherFrame(LockedBlock& sourceBlock, const SourceRows& source, uin
   const int32_t xRes = dib::load<int32_t>(sourceBlock.data(), dib::kXPelsPerMeter);
   const int32_t yRes = dib::load<int32_t>(sourceBlock.data(), dib::kYPelsPerMeter);
 
-  OwnedBlock channelBlock, planeBlock, workBlock;
-  LockedBlock channels, planes, work;
-  if (!allocateLocked(3 * uint64_t{rowLength}, channelBlock, channels) ||
-      !allocateLocked(planeBlockBytes(bits, width, height), planeBlock, planes) ||
-      !allocateLocked(workBytes, workBlock, work))
+  const uint64_t planeBytes = planeBlockBytes(bits, width, height);
+  std::unique_ptr<uint8_t[]> channels, planes, work;
+  if (!(channels = allocateNonEmpty(3 * uint64_t{rowLength})) ||
+      !(planes = allocateNonEmpty(planeBytes)) || !(work = allocateNonEmpty(workBytes)))
     return nullptr;
 
   DitherBuffers buffers;
-  buffers.channels = {channels.data(), channels.data() + rowLength,
-                      channels.data() + 2 * size_t{rowLength}};
-  buffers.planes = planes.data();
-  buffers.work = work.data();
+  buffers.channels = {channels.get(), channels.get() + rowLength,
+                      channels.get() + 2 * size_t{rowLength}};
+  buffers.planes = planes.get();
+  buffers.work = work.get();
   buffers.rowLength = rowLength;
   core(source, bits, buffers, context);
   sourceBlock.unlock();
@@ -239,9 +237,9 @@ MemHandle runDitherFrame(LockedBlock& sourceBlock, const SourceRows& source, uin
                            ditherPalette(bits));
   const auto rows = out.bytes().subspan(static_cast<size_t>(dib::kInfoHeaderSize + paletteBytes));
   if (bits == 4)
-    mergeBitPlanes(planes.bytes(), width, height, rows);
+    mergeBitPlanes({planes.get(), static_cast<size_t>(planeBytes)}, width, height, rows);
   else
-    std::memcpy(rows.data(), planes.data(), static_cast<size_t>(imageBytes));
+    std::memcpy(rows.data(), planes.get(), static_cast<size_t>(imageBytes));
   out.unlock();
   setPixelStatus(NADIRO_PIXEL_OK);
   return result.release();
