@@ -73,6 +73,7 @@ enum NadiroPixelStatus {
   NADIRO_PIXEL_NO_MEMORY = 1,      /* a working buffer or the output could not be made */
   NADIRO_PIXEL_BAD_ARGUMENT = 8,   /* null handle, bad depth, header not 40 bytes, range */
   NADIRO_PIXEL_ONE_BIT = 13,       /* brightness/contrast: 1-bit image */
+  NADIRO_PIXEL_NOT_RGB24 = 13,     /* convolution: bit count not 24 */
   NADIRO_PIXEL_CANNOT_LOCK = 17,   /* an image handle could not be locked */
   NADIRO_PIXEL_COMPRESSED = 18,    /* brightness/contrast: compressed image */
   NADIRO_PIXEL_EMPTY = 19,         /* brightness/contrast: width or height 0 */
@@ -426,9 +427,12 @@ NADIRO_API uint32_t NADIRO_CALL MergeColorChannels(NadiroHandle h1, NadiroHandle
  *     left as it is and a new image (header and rows, no table) returned.
  *   flags 1 progress dialog owned by progressOwner, 2 the parameter dialog
  *     "ColorConvUIW" of the companion module, 3 both, others neither.
- * Returns the filtered image, or 0 on failure or cancel. *errorOut gets 0,
- * or 1 out of memory, 8 bad handle, header, kernel source, size, kernel or
- * file, 13 not 24-bit, 17 a block does not lock, 18 compressed, 19 empty. */
+ * Returns the filtered image, or 0 on failure or cancel. *errorOut gets a
+ * pixel-status code: NADIRO_PIXEL_OK, or NADIRO_PIXEL_NO_MEMORY (1),
+ * NADIRO_PIXEL_BAD_ARGUMENT (8: handle, header, kernel source, size, kernel
+ * or file), NADIRO_PIXEL_NOT_RGB24 (13), NADIRO_PIXEL_CANNOT_LOCK (17: a
+ * block does not lock), NADIRO_PIXEL_COMPRESSED (18), NADIRO_PIXEL_EMPTY
+ * (19: width or height 0). */
 NADIRO_API NadiroHandle NADIRO_CALL ColorConvolutionW(NadiroHandle image, uint32_t newImage,
                                                       int32_t lumaMode, uint32_t kernelSource,
                                                       int32_t size, const wchar_t* fileName,

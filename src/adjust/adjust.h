@@ -28,12 +28,6 @@ void applyColumns(const Picture& p, uint32_t x0, uint32_t x1, const Kernel& kern
   for (uint32_t r = 0; r < p.height; ++r) kernel(p.row(r) + size_t{x0} * 3, size_t{x1 - x0});
 }
 
-// The whole picture through a row kernel.
-template <class Kernel>
-void applyRows(const Picture& p, const Kernel& kernel) {
-  applyColumns(p, 0, p.width, kernel);
-}
-
 // ---- brightness and contrast ----------------------------------------------
 
 // The low 16 bits of setting + 100: what the range check and the table read.
@@ -78,7 +72,6 @@ struct HueSaturation {
   uint32_t rangeEnd = 255;
 };
 void hueSaturationRow(uint8_t* bgr, size_t count, const HueSaturation& s);
-void hueSaturation(const Picture& p, const HueSaturation& s);
 
 // ---- CMYK levels ------------------------------------------------------------
 
@@ -91,12 +84,10 @@ struct CmykLevels {
 };
 CmykLevels cmykLevelTables(double cyan, double magenta, double yellow, double black);
 void cmykLevelsRow(uint8_t* bgr, size_t count, const CmykLevels& levels);
-void cmykLevels(const Picture& p, const CmykLevels& levels);
 
 // ---- desaturate -------------------------------------------------------------
 
 void desaturateRow(uint8_t* bgr, size_t count);
-void desaturate(const Picture& p);
 
 // ---- gamma correction -------------------------------------------------------
 
@@ -107,7 +98,6 @@ struct GammaCurves {
 };
 GammaCurves gammaCurves(uint32_t red, uint32_t green, uint32_t blue);
 void gammaRow(uint8_t* bgr, size_t count, const GammaCurves& curves);
-void gammaCorrect(const Picture& p, const GammaCurves& curves);
 
 // ---- replace colour ---------------------------------------------------------
 
@@ -125,6 +115,5 @@ struct Replacement {
   int32_t intensity = 0;
 };
 void replaceColorRow(uint8_t* bgr, size_t count, const Replacement& r);
-void replaceColor(const Picture& p, const Replacement& r);
 
 }  // namespace nadiro::adjust

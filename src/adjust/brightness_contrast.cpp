@@ -10,6 +10,7 @@
 #include "frame/companion.h"
 #include "frame/dib.h"
 #include "frame/guards.h"
+#include "frame/open_image.h"
 #include "frame/thread_state.h"
 #include "nadiro/nadiro.h"
 
@@ -34,13 +35,6 @@ uint64_t outputPixelBytes(const dib::Header& h) {
   if (h.sizeImage != 0) return h.sizeImage;
   const uint64_t rowBits = uint64_t{h.bitCount} * static_cast<uint32_t>(h.width) + 31;
   return rowBits / 32 * 4 * static_cast<uint32_t>(h.height);
-}
-
-// Zero-filled, one retry.
-OwnedBlock allocateOutput(uint64_t bytes) {
-  OwnedBlock block = OwnedBlock::allocate(bytes);
-  if (!block) block = OwnedBlock::allocate(bytes);
-  return block;
 }
 
 }  // namespace
@@ -80,10 +74,10 @@ void mapRows(const uint8_t* src, uint8_t* dst, uint32_t stride, uint64_t rowByte
 namespace {
 
 // Checks and fills the new image; returns the pixel status to leave.
-uint32_t brightnessContrastInto(const LockedBlock& source, MemHandle image, int32_t& brightness,
+uint32_t brightnessContrastInto(const OpenImage& source, MemHandle image, int32_t& brightness,
                                 int32_t& contrast, bool showDialog, OwnedBlock& made) {
-  if (source.size() < dib::kInfoHeaderSize) return NADIRO_PIXEL_BAD_ARGUMENT;
-  const dib::Header h = dib::readHeader(source.data());
+  if (!source.hasHeader()) return NADIRO_PIXEL_BAD_ARGUMENT;
+  const dib::Header& h = source.header();
   if (h.size != dib::kInfoHeaderSize) return NADIRO_PIXEL_BAD_ARGUMENT;
   if (h.compression != 0) return NADIRO_PIXEL_COMPRESSED;
   if (h.bitCount == 1) return NADIRO_PIXEL_ONE_BIT;
@@ -97,11 +91,11 @@ uint32_t brightnessContrastInto(const LockedBlock& source, MemHandle image, int3
 
   // The colour table and, for the depths whose pixels are read, every row
   // must lie inside the block; a block that does not is a bad image.
-  const uint64_t tableBytes = dib::DibColorTableBytes(source.data());
+  const uint64_t tableBytes = dib::dibColorTableBytes(source.data());
   const bool readsRows = h.bitCount == 4 || h.bitCount == 8 || h.bitCount == 24;
   dib::Layout rows;
   if (readsRows) {
-    const auto measured = dib::measure(source.data(), source.size());
+    const auto measured = source.layout();
     if (!measured) return NADIRO_PIXEL_BAD_ARGUMENT;
     rows = *measured;
   } else if (h.width < 0 || h.height < 0 ||
@@ -116,7 +110,7 @@ uint32_t brightnessContrastInto(const LockedBlock& source, MemHandle image, int3
   if (h.bitCount == 24 && !rowsFit(pixelBytes, rows.stride, uint64_t{rows.width} * 3, rows.height))
     return NADIRO_PIXEL_BAD_ARGUMENT;
 
-  made = allocateOutput(pixelOffset + pixelBytes);
+  made = OwnedBlock::allocateTwice(pixelOffset + pixelBytes);
   if (!made) return NADIRO_PIXEL_NO_MEMORY;
   LockedBlock out(made.get());
   if (!out) {
@@ -152,7 +146,7 @@ extern "C" NADIRO_API NadiroHandle NADIRO_CALL ColorBrightnessContrast(NadiroHan
     setPixelStatus(NADIRO_PIXEL_BAD_ARGUMENT);
     return nullptr;
   }
-  LockedBlock source(image);
+  const OpenImage source(image);
   if (!source) {
     setPixelStatus(NADIRO_PIXEL_CANNOT_LOCK);
     return nullptr;

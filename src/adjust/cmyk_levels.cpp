@@ -4,7 +4,7 @@
 // a scaled ink plus black above 255 comes back dark). Failures go to the
 // last-error code.
 #include "adjust/adjust.h"
-#include "adjust/frame.h"
+#include "adjust/adjust_copy.h"
 #include "color/models.h"
 #include "nadiro/nadiro.h"
 
@@ -50,10 +50,6 @@ void cmykLevelsRow(uint8_t* bgr, size_t count, const CmykLevels& levels) {
   }
 }
 
-void cmykLevels(const Picture& p, const CmykLevels& levels) {
-  applyRows(p, [&levels](uint8_t* px, size_t n) { cmykLevelsRow(px, n, levels); });
-}
-
 }  // namespace nadiro::adjust
 
 using namespace nadiro;
@@ -62,7 +58,7 @@ extern "C" NADIRO_API NadiroHandle NADIRO_CALL ColorCMYKLevels(NadiroHandle imag
                                                               int32_t magenta, int32_t yellow,
                                                               int32_t black, int32_t mode,
                                                               NadiroWindow owner) {
-  adjust::beginAdjustment();
+  beginCall();
   if (!image || !adjust::settingInRange(cyan) || !adjust::settingInRange(magenta) ||
       !adjust::settingInRange(yellow) || !adjust::settingInRange(black)) {
     setLastError(NADIRO_ERR_BAD_ARGUMENT);

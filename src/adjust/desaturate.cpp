@@ -5,7 +5,7 @@
 #include <array>
 
 #include "adjust/adjust.h"
-#include "adjust/frame.h"
+#include "adjust/adjust_copy.h"
 #include "adjust/hsi.h"
 #include "nadiro/nadiro.h"
 
@@ -66,15 +66,13 @@ void desaturateRow(uint8_t* bgr, size_t count) {
   }
 }
 
-void desaturate(const Picture& p) { applyRows(p, desaturateRow); }
-
 }  // namespace nadiro::adjust
 
 using namespace nadiro;
 
 extern "C" NADIRO_API NadiroHandle NADIRO_CALL Desaturate(NadiroHandle image, int32_t mode,
                                                          NadiroWindow owner) {
-  adjust::beginAdjustment();
+  beginCall();
   if (!image) {
     setLastError(NADIRO_ERR_BAD_ARGUMENT);
     return nullptr;

@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "adjust/adjust.h"
-#include "adjust/frame.h"
+#include "adjust/adjust_copy.h"
 #include "color/formulas.h"
 #include "nadiro/nadiro.h"
 
@@ -42,10 +42,6 @@ void gammaRow(uint8_t* bgr, size_t count, const GammaCurves& curves) {
   }
 }
 
-void gammaCorrect(const Picture& p, const GammaCurves& curves) {
-  applyRows(p, [&curves](uint8_t* px, size_t n) { gammaRow(px, n, curves); });
-}
-
 }  // namespace nadiro::adjust
 
 using namespace nadiro;
@@ -53,7 +49,7 @@ using namespace nadiro;
 extern "C" NADIRO_API NadiroHandle NADIRO_CALL GammaCorrection(NadiroHandle image, uint32_t red,
                                                               uint32_t green, uint32_t blue,
                                                               int32_t flags, NadiroWindow owner) {
-  adjust::beginAdjustment();
+  beginCall();
   if (!image || !adjust::gammaInRange(red) || !adjust::gammaInRange(green) ||
       !adjust::gammaInRange(blue)) {
     setLastError(NADIRO_ERR_BAD_ARGUMENT);

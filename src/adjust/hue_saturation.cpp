@@ -3,7 +3,7 @@
 // intensity moved, in the HSI model's byte scale. Failures go to the
 // last-error code.
 #include "adjust/adjust.h"
-#include "adjust/frame.h"
+#include "adjust/adjust_copy.h"
 #include "adjust/hsi.h"
 #include "nadiro/nadiro.h"
 
@@ -57,10 +57,6 @@ void hueSaturationRow(uint8_t* bgr, size_t count, const HueSaturation& s) {
       });
 }
 
-void hueSaturation(const Picture& p, const HueSaturation& s) {
-  applyRows(p, [&s](uint8_t* px, size_t n) { hueSaturationRow(px, n, s); });
-}
-
 }  // namespace nadiro::adjust
 
 using namespace nadiro;
@@ -72,7 +68,7 @@ extern "C" NADIRO_API NadiroHandle NADIRO_CALL ColorHueSaturation(
   s.hueShift = adjust::hueShiftToBytes(hue);
   s.saturation = saturation;
   s.intensity = intensity;
-  adjust::beginAdjustment();
+  beginCall();
   if (!image || !adjust::settingsInRange(hue, saturation, intensity) ||
       !adjust::hueRangeValid(rangeStart, rangeEnd)) {
     setLastError(NADIRO_ERR_BAD_ARGUMENT);

@@ -4,7 +4,7 @@
 // pixel order (blue first) and the tolerance's in the reverse order (red
 // first). Failures go to the last-error code.
 #include "adjust/adjust.h"
-#include "adjust/frame.h"
+#include "adjust/adjust_copy.h"
 #include "adjust/hsi.h"
 #include "nadiro/nadiro.h"
 
@@ -48,10 +48,6 @@ void replaceColorRow(uint8_t* bgr, size_t count, const Replacement& r) {
       });
 }
 
-void replaceColor(const Picture& p, const Replacement& r) {
-  applyRows(p, [&r](uint8_t* px, size_t n) { replaceColorRow(px, n, r); });
-}
-
 }  // namespace nadiro::adjust
 
 using namespace nadiro;
@@ -65,7 +61,7 @@ extern "C" NADIRO_API NadiroHandle NADIRO_CALL ReplaceColor(NadiroHandle image, 
   r.hueShift = adjust::hueShiftToBytes(hueShift);
   r.saturation = saturationShift;
   r.intensity = intensityShift;
-  adjust::beginAdjustment();
+  beginCall();
   if (!image || !adjust::shiftsInRange(hueShift, saturationShift, intensityShift)) {
     setLastError(NADIRO_ERR_BAD_ARGUMENT);
     return nullptr;

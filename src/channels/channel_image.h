@@ -18,16 +18,27 @@ inline uint64_t channelStride(uint32_t width) { return (uint64_t{width} + 3) / 4
 // table of a channel image at `block`.
 void writeChannelHeader(uint8_t* block, int32_t width, int32_t height, int32_t xRes, int32_t yRes);
 
+// The rows a split reads: 3 or 4 bytes per pixel, each row first through
+// `convert` (a pixel-conversion row kernel) when one is given.
+struct SplitSource {
+  const uint8_t* rows = nullptr;
+  size_t stride = 0;
+  uint32_t width = 0;
+  uint32_t height = 0;
+  uint32_t pixelBytes = 3;  // of the pixels split: after `convert`, when given
+  void (*convert)(const uint8_t* src, uint8_t* dst, size_t count) = nullptr;
+};
+
 // The split's core: byte 2, 1, 0 (and 3 for 4-byte pixels) of every pixel
-// into channel rows 1, 2, 3 (and 4). Before each row `stop` (when given) is
-// asked whether to stop copying.
-void splitRows(const uint8_t* src, size_t srcStride, uint32_t bytesPerPixel, uint32_t width,
-               uint32_t height, uint8_t* const* channels, size_t channelStride, bool (*stop)());
+// into channel rows 1, 2, 3 (and 4). `converted` holds one converted row
+// (width * pixelBytes bytes) when the source converts.
+void splitRows(const SplitSource& source, uint8_t* converted, uint8_t* const* channels,
+               size_t channelStride);
 
 // The merge's core: the channels' bytes read as components of `model`
 // (1..10) and converted to RGB, stored B, G, R. channels[3] is read for
-// models 4 and 10 only. False for a model outside 1..10.
-bool mergeRows(uint32_t model, const uint8_t* const* channels, const size_t* channelStrides,
+// models 4 and 10 only.
+void mergeRows(uint32_t model, const uint8_t* const* channels, const size_t* channelStrides,
                uint8_t* dst, size_t dstStride, uint32_t width, uint32_t height);
 
 }  // namespace nadiro::channels

@@ -1,10 +1,13 @@
 // MergeColorChannels: three or four 8-bit channel images read as the
 // components of a colour model, converted back to RGB pixel by pixel and
 // written into the caller's 24-bit image. Nothing is allocated.
+#include <cassert>
+
 #include "channels/channel_image.h"
 #include "color/models.h"
 #include "frame/dib.h"
 #include "frame/guards.h"
+#include "frame/open_image.h"
 #include "frame/thread_state.h"
 #include "nadiro/nadiro.h"
 
@@ -52,7 +55,7 @@ using MergeRow = void (*)(const uint8_t* const*, uint8_t*, uint32_t);
 
 namespace m = color::model;
 // By model number 1..10.
-constexpr MergeRow kMergeRows[11] = {
+constexpr MergeRow kMergeRows[color::kModelCount + 1] = {
     nullptr,
     &mergeRow<CopyRgb>,
     &mergeRow<color::Doubles<m::YUV, m::RGB>>,
@@ -66,11 +69,9 @@ constexpr MergeRow kMergeRows[11] = {
     &mergeRow<InvertedCmyk>,
 };
 
-bool fourChannels(uint32_t model) { return model == 4 || model == 10; }
-
 // A locked channel image and where its rows are.
 struct Channel {
-  LockedBlock block;
+  OpenImage image;
   dib::Layout layout;
 };
 
@@ -80,14 +81,14 @@ enum class Open { Ok, Refused, Malformed };
 // given. A lock failure, another depth or another size refuse it without a
 // code; rows that its block does not hold make it unreadable.
 Open openChannel(MemHandle handle, const Channel* like, Channel& out) {
-  out.block = LockedBlock(handle);
-  if (!out.block) return Open::Refused;
-  if (out.block.size() < dib::kInfoHeaderSize) return Open::Malformed;
-  const dib::Header h = dib::readHeader(out.block.data());
+  out.image = OpenImage(handle);
+  if (!out.image) return Open::Refused;
+  if (!out.image.hasHeader()) return Open::Malformed;
+  const dib::Header& h = out.image.header();
   if (h.bitCount != 8) return Open::Refused;
   if (like && (h.width != like->layout.header.width || h.height != like->layout.header.height))
     return Open::Refused;
-  const auto layout = dib::measure(out.block.data(), out.block.size());
+  const auto layout = out.image.layout();
   if (!layout) return Open::Malformed;
   out.layout = *layout;
   return Open::Ok;
@@ -100,16 +101,14 @@ uint32_t refuse(Open why) {
 
 uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle h4,
                             MemHandle dest, uint32_t model) {
-  ThreadErrorBlockData* state = ThreadErrorBlock();
-  state->lastError = NADIRO_OK;
-  state->cancel = 0;
+  beginCall();
   // A model without a conversion is refused like a missing channel.
-  if (!h1 || !h2 || !h3 || model < 1 || model > 10) {
+  if (!h1 || !h2 || !h3 || !color::isModel(model)) {
     setLastError(NADIRO_ERR_BAD_ARGUMENT);
     return 0;
   }
-  if (dib::DibCompression(h1) != 0 || dib::DibCompression(h2) != 0 ||
-      dib::DibCompression(h3) != 0) {
+  if (dib::dibCompression(h1) != 0 || dib::dibCompression(h2) != 0 ||
+      dib::dibCompression(h3) != 0) {
     setLastError(NADIRO_ERR_COMPRESSED);
     return 0;
   }
@@ -122,15 +121,15 @@ uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle 
   }
   LockedBlock target(dest);
   if (!target) return 0;
-  if (fourChannels(model)) {
+  if (color::isCmykModel(model)) {
     const uint32_t code = !h4 ? NADIRO_ERR_BAD_ARGUMENT
-                          : dib::DibCompression(h4) != 0 ? NADIRO_ERR_COMPRESSED
+                          : dib::dibCompression(h4) != 0 ? NADIRO_ERR_COMPRESSED
                                                           : NADIRO_OK;
     if (code != NADIRO_OK) {
       setLastError(code);
       // A missing or compressed fourth channel leaves the others and the
       // destination locked.
-      for (int i = 0; i < 3; ++i) c[i].block.release();
+      for (int i = 0; i < 3; ++i) c[i].image.block().release();
       target.release();
       return 0;
     }
@@ -144,19 +143,19 @@ uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle 
   const uint32_t height = c[0].layout.height;
   const auto dstStride = dib::rowStride(static_cast<int32_t>(width), 24);
   if (target.size() < dib::kInfoHeaderSize || !dstStride ||
-      !dib::blockHolds(target.size(), dib::kInfoHeaderSize + dib::DibColorTableBytes(target.data()),
+      !dib::blockHolds(target.size(), dib::kInfoHeaderSize + dib::dibColorTableBytes(target.data()),
                        *dstStride, height)) {
     setLastError(NADIRO_ERR_BAD_ARGUMENT);
     return 0;
   }
   const uint8_t* rows[4] = {};
   size_t strides[4] = {};
-  for (int i = 0; i < (fourChannels(model) ? 4 : 3); ++i) {
-    rows[i] = c[i].block.data() + c[i].layout.pixelOffset;
+  for (int i = 0; i < (color::isCmykModel(model) ? 4 : 3); ++i) {
+    rows[i] = c[i].image.data() + c[i].layout.pixelOffset;
     strides[i] = c[i].layout.stride;
   }
   uint8_t* dst =
-      target.data() + dib::kInfoHeaderSize + dib::DibColorTableBytes(target.data());
+      target.data() + dib::kInfoHeaderSize + dib::dibColorTableBytes(target.data());
   mergeRows(model, rows, strides, dst, *dstStride, width, height);
   dib::store<uint32_t>(target.data(), dib::kCompression, 0);
   return 1;
@@ -164,17 +163,16 @@ uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle 
 
 }  // namespace
 
-bool mergeRows(uint32_t model, const uint8_t* const* channels, const size_t* channelStrides,
+void mergeRows(uint32_t model, const uint8_t* const* channels, const size_t* channelStrides,
                uint8_t* dst, size_t dstStride, uint32_t width, uint32_t height) {
-  if (model < 1 || model > 10) return false;
+  assert(color::isModel(model));
   const MergeRow row = kMergeRows[model];
-  const uint32_t count = fourChannels(model) ? 4 : 3;
+  const uint32_t count = color::isCmykModel(model) ? 4 : 3;
   const uint8_t* at[4] = {};
   for (uint32_t r = 0; r < height; ++r) {
     for (uint32_t i = 0; i < count; ++i) at[i] = channels[i] + size_t{r} * channelStrides[i];
     row(at, dst + size_t{r} * dstStride, width);
   }
-  return true;
 }
 
 }  // namespace nadiro::channels

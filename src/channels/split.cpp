@@ -1,13 +1,19 @@
 // SplitColorChannels: a 24-bit or 32-bit image expressed in one of the ten
 // colour models and handed back as one 8-bit greyscale image per component.
-// The whole-image conversion makes the model's pixels; this file checks,
-// allocates the channel images and copies bytes.
+// Each row is converted into the model's pixels (reversed, as images store
+// them) and its bytes go straight into the channel rows.
+#include <array>
+#include <cassert>
 #include <cstring>
+#include <optional>
 
 #include "channels/channel_image.h"
+#include "color/models.h"
+#include "color/pixel_walk.h"
 #include "frame/dib.h"
 #include "frame/guards.h"
-#include "frame/progress.h"
+#include "frame/open_image.h"
+#include "frame/scratch.h"
 #include "frame/thread_state.h"
 #include "nadiro/nadiro.h"
 
@@ -15,6 +21,14 @@ namespace nadiro::channels {
 namespace {
 
 constexpr uint32_t kMaxChannels = 4;
+
+// Entry i is (i, i, i, 0).
+constexpr std::array<uint8_t, 4 * kGreyEntries> kGreyTable = [] {
+  std::array<uint8_t, 4 * kGreyEntries> t{};
+  for (uint32_t i = 0; i < kGreyEntries; ++i)
+    t[4 * i] = t[4 * i + 1] = t[4 * i + 2] = static_cast<uint8_t>(i);
+  return t;
+}();
 
 // Copies byte 2, 1, 0 (and 3) of every pixel of one row into channel rows
 // 1, 2, 3 (and 4).
@@ -32,68 +46,101 @@ void splitRow(const uint8_t* px, uint8_t* const* out, uint32_t width) {
 
 void writeChannelHeader(uint8_t* block, int32_t width, int32_t height, int32_t xRes,
                         int32_t yRes) {
-  dib::Header h;
-  h.width = width;
-  h.height = height;
-  h.planes = 1;
-  h.bitCount = 8;
-  h.compression = 0;
-  h.sizeImage = static_cast<uint32_t>(channelStride(static_cast<uint32_t>(width)) *
-                                      static_cast<uint32_t>(height));
-  h.xPelsPerMeter = xRes;
-  h.yPelsPerMeter = yRes;
-  h.clrUsed = kGreyEntries;
-  h.clrImportant = kGreyEntries;
-  dib::writeHeader(block, h);
-  uint8_t* table = block + dib::kInfoHeaderSize;
-  for (uint32_t i = 0; i < kGreyEntries; ++i) {
-    const auto v = static_cast<uint8_t>(i);
-    table[4 * i] = v;
-    table[4 * i + 1] = v;
-    table[4 * i + 2] = v;
-    table[4 * i + 3] = 0;
-  }
+  dib::writeNewImageHeader(
+      block,
+      {.width = width,
+       .height = height,
+       .bitCount = 8,
+       .sizeImage = static_cast<uint32_t>(channelStride(static_cast<uint32_t>(width)) *
+                                          static_cast<uint32_t>(height)),
+       .xPelsPerMeter = xRes,
+       .yPelsPerMeter = yRes,
+       .clrUsed = kGreyEntries,
+       .clrImportant = kGreyEntries},
+      kGreyTable);
 }
 
-void splitRows(const uint8_t* src, size_t srcStride, uint32_t bytesPerPixel, uint32_t width,
-               uint32_t height, uint8_t* const* channels, size_t channelStride,
-               bool (*stop)()) {
+void splitRows(const SplitSource& source, uint8_t* converted, uint8_t* const* channels,
+               size_t channelStride) {
+  assert(!source.convert || converted);
   uint8_t* rows[kMaxChannels] = {};
-  const uint32_t count = bytesPerPixel == 4 ? 4 : 3;
-  for (uint32_t r = 0; r < height; ++r) {
-    if (stop && stop()) return;
-    for (uint32_t i = 0; i < count; ++i) rows[i] = channels[i] + size_t{r} * channelStride;
-    const uint8_t* px = src + size_t{r} * srcStride;
-    if (count == 4)
-      splitRow<4>(px, rows, width);
+  for (uint32_t r = 0; r < source.height; ++r) {
+    for (uint32_t i = 0; i < source.pixelBytes; ++i)
+      rows[i] = channels[i] + size_t{r} * channelStride;
+    const uint8_t* px = source.rows + size_t{r} * source.stride;
+    if (source.convert) {
+      source.convert(px, converted, source.width);
+      px = converted;
+    }
+    if (source.pixelBytes == 4)
+      splitRow<4>(px, rows, source.width);
     else
-      splitRow<3>(px, rows, width);
+      splitRow<3>(px, rows, source.width);
   }
 }
 
 namespace {
 
-// The image that is split (the source itself for model 1, else the
-// converted image), owned by the call when it was made for it.
-struct SplitSource {
-  MemHandle handle = nullptr;
-  OwnedBlock converted;
-};
+// The pixels that are split: the source rows as they are (model 1), or each
+// 24-bit row converted into `model`. Nothing when the converted image the
+// split has always gone through could not be laid out: a four-byte model's
+// image has no colour table but its header still counts one, so its rows
+// only fit when the count is 0 or the image has no pixels.
+std::optional<SplitSource> splitSource(const OpenImage& image, const dib::Layout& layout,
+                                       uint32_t model) {
+  SplitSource s;
+  s.rows = image.data() + layout.pixelOffset;
+  s.width = layout.width;
+  s.height = layout.height;
+  if (model == NADIRO_MODEL_RGB) {
+    s.pixelBytes = layout.header.bitCount == 32 ? 4 : 3;
+    // Rows are 4 * width bytes for 32 bits, else the 24-bit stride.
+    s.stride = s.pixelBytes == 4 ? size_t{layout.width} * 4 : (size_t{layout.width} * 3 + 3) / 4 * 4;
+    return s;
+  }
+  s.stride = layout.stride;
+  s.pixelBytes = color::modelBytes(static_cast<int32_t>(model));
+  s.convert = color::rowKernelFor(NADIRO_MODEL_RGB, static_cast<int32_t>(model),
+                                  color::Order::Reversed);
+  if (s.pixelBytes == 4) {
+    const auto stride32 = dib::rowStride(layout.header.width, 32);
+    if (!stride32 ||
+        !dib::blockHolds(kMaxBlockBytes, dib::kInfoHeaderSize, *stride32, layout.height))
+      return std::nullopt;
+    // The 32-bit image: the source's header with 32 bits and no tag, then
+    // the pixels at once.
+    uint8_t header[dib::kInfoHeaderSize];
+    std::memcpy(header, image.data(), sizeof header);
+    dib::store(header, dib::kBitCount, uint16_t{32});
+    dib::store(header, dib::kCompression, uint32_t{0});
+    // Checked above to stay within the largest block.
+    const auto imageBytes =
+        static_cast<size_t>(dib::kInfoHeaderSize + uint64_t{*stride32} * layout.height);
+    if (!dib::blockHolds(imageBytes, dib::kInfoHeaderSize + dib::dibColorTableBytes(header),
+                         *stride32, layout.height))
+      return std::nullopt;
+  }
+  return s;
+}
 
-uint32_t splitInto(const SplitSource& from, MemHandle* channels) {
-  LockedBlock image(from.handle);
-  const auto layout = image ? dib::measure(image.data(), image.size()) : std::nullopt;
-  if (!layout) {
+// Makes the channel images and fills them; the count made, or 0 with the
+// code set.
+uint32_t splitInto(const OpenImage& image, const dib::Layout& layout, uint32_t model,
+                   MemHandle* channels) {
+  const auto source = splitSource(image, layout, model);
+  if (!source) {
     setLastError(NADIRO_ERR_SPLIT_CONVERSION);
     return 0;
   }
-  const uint32_t count = layout->header.bitCount == 32 ? 4 : 3;
-  const uint32_t bytesPerPixel = count;
-  // Rows are 4 * width bytes for 32 bits, else the 24-bit stride.
-  const size_t srcStride = count == 4 ? size_t{layout->width} * 4
-                                      : (size_t{layout->width} * 3 + 3) / 4 * 4;
-  const uint64_t stride8 = channelStride(layout->width);
-  const uint64_t bytes = kChannelPixelOffset + stride8 * layout->height;
+  const auto converted =
+      allocateScratch<uint8_t>(source->convert ? size_t{source->width} * source->pixelBytes : 0);
+  if (!converted) {
+    setLastError(NADIRO_ERR_SPLIT_CONVERSION);
+    return 0;
+  }
+  const uint32_t count = source->pixelBytes;
+  const uint64_t stride8 = channelStride(layout.width);
+  const uint64_t bytes = kChannelPixelOffset + stride8 * layout.height;
 
   OwnedBlock made[kMaxChannels];
   for (uint32_t i = 0; i < count; ++i) {
@@ -112,12 +159,11 @@ uint32_t splitInto(const SplitSource& from, MemHandle* channels) {
       setLastError(NADIRO_ERR_SPLIT_CONVERSION);
       return 0;
     }
-    writeChannelHeader(locked[i].data(), layout->header.width, layout->header.height,
-                       layout->header.xPelsPerMeter, layout->header.yPelsPerMeter);
+    writeChannelHeader(locked[i].data(), layout.header.width, layout.header.height,
+                       layout.header.xPelsPerMeter, layout.header.yPelsPerMeter);
     pixels[i] = locked[i].data() + kChannelPixelOffset;
   }
-  splitRows(image.data() + layout->pixelOffset, srcStride, bytesPerPixel, layout->width,
-            layout->height, pixels, static_cast<size_t>(stride8), &cancelRequested);
+  splitRows(*source, converted.get(), pixels, static_cast<size_t>(stride8));
   for (uint32_t i = 0; i < count; ++i) {
     locked[i].unlock();
     made[i].release();  // the caller owns the channel images
@@ -125,56 +171,43 @@ uint32_t splitInto(const SplitSource& from, MemHandle* channels) {
   return count;
 }
 
-uint32_t splitColorChannels(MemHandle image, MemHandle* channels, uint8_t model) {
-  ThreadErrorBlockData* state = ThreadErrorBlock();
-  state->lastError = NADIRO_OK;
-  state->cancel = 0;
-  if (model < 1 || model > 10 || !image || !channels) {
-    setLastError(NADIRO_ERR_BAD_ARGUMENT);
-    return 0;
-  }
-  if (dib::DibCompression(image) != 0) {
-    setLastError(NADIRO_ERR_COMPRESSED);
-    return 0;
-  }
-  LockedBlock source(image);
-  if (!source) return 0;
-  if (source.size() < dib::kInfoHeaderSize) {
-    setLastError(NADIRO_ERR_COMPRESSED);
-    return 0;
-  }
-  const uint16_t bits = dib::load<uint16_t>(source.data(), dib::kBitCount);
-  if (bits != 24 && bits != 32) return 0;
-  if (bits == 32 && model != 1) {
-    setLastError(NADIRO_ERR_BAD_ARGUMENT);
-    source.release();  // a 32-bit source with another model stays locked
-    return 0;
-  }
-  // The rows must lie inside the block before anything reads them.
-  if (!dib::measure(source.data(), source.size())) {
-    setLastError(NADIRO_ERR_COMPRESSED);
-    return 0;
-  }
-  source.unlock();
-  SplitSource from;
-  from.handle = image;
-  if (model != 1) {
-    from.converted = OwnedBlock(ConvertDIBColorSpace(image, 1, model, 0, nullptr));
-    if (!from.converted) {
-      setLastError(NADIRO_ERR_SPLIT_CONVERSION);
-      return 0;
-    }
-    from.handle = from.converted.get();
-  }
-  return splitInto(from, channels);
-}
-
 }  // namespace
 }  // namespace nadiro::channels
 
+using namespace nadiro;
+
 extern "C" NADIRO_API uint32_t NADIRO_CALL SplitColorChannels(NadiroHandle image,
                                                              NadiroHandle* channels,
-                                                             uint32_t model) {
+                                                             uint32_t model32) {
   // The model is an 8-bit value in a 32-bit slot.
-  return nadiro::channels::splitColorChannels(image, channels, static_cast<uint8_t>(model));
+  const auto model = static_cast<uint8_t>(model32);
+  beginCall();
+  if (!color::isModel(model) || !image || !channels) {
+    setLastError(NADIRO_ERR_BAD_ARGUMENT);
+    return 0;
+  }
+  if (dib::dibCompression(image) != 0) {
+    setLastError(NADIRO_ERR_COMPRESSED);
+    return 0;
+  }
+  OpenImage source(image);
+  if (!source) return 0;
+  if (!source.hasHeader()) {
+    setLastError(NADIRO_ERR_COMPRESSED);
+    return 0;
+  }
+  const uint16_t bits = source.header().bitCount;
+  if (bits != 24 && bits != 32) return 0;
+  if (bits == 32 && model != NADIRO_MODEL_RGB) {
+    setLastError(NADIRO_ERR_BAD_ARGUMENT);
+    source.block().release();  // a 32-bit source with another model stays locked
+    return 0;
+  }
+  // The rows must lie inside the block before anything reads them.
+  const auto layout = source.layout();
+  if (!layout) {
+    setLastError(NADIRO_ERR_COMPRESSED);
+    return 0;
+  }
+  return channels::splitInto(source, *layout, model, channels);
 }

@@ -361,13 +361,13 @@ void put(LaneKernels& k, size_t from, size_t to) {
 
 template <int N>
 void fillLaneKernels(LaneKernels& k) {
-  put<RgbToHsv, N>(k, kRgb, kHsv);
-  put<RgbToHsi, N>(k, kRgb, kHsi);
-  put<HsiToRgb, N>(k, kHsi, kRgb);
-  put<RgbToYuv, N>(k, kRgb, kYuv);
-  put<RgbToYiq, N>(k, kRgb, kYiq);
-  put<RgbToXyz, N>(k, kRgb, kXyz);
-  for (auto [from, to] : {std::pair{kRgb, kCmy}, std::pair{kCmy, kRgb}}) {
+  put<RgbToHsv, N>(k, NADIRO_MODEL_RGB, NADIRO_MODEL_HSV);
+  put<RgbToHsi, N>(k, NADIRO_MODEL_RGB, NADIRO_MODEL_HSI);
+  put<HsiToRgb, N>(k, NADIRO_MODEL_HSI, NADIRO_MODEL_RGB);
+  put<RgbToYuv, N>(k, NADIRO_MODEL_RGB, NADIRO_MODEL_YUV);
+  put<RgbToYiq, N>(k, NADIRO_MODEL_RGB, NADIRO_MODEL_YIQ);
+  put<RgbToXyz, N>(k, NADIRO_MODEL_RGB, NADIRO_MODEL_XYZ);
+  for (auto [from, to] : {std::pair{NADIRO_MODEL_RGB, NADIRO_MODEL_CMY}, std::pair{NADIRO_MODEL_CMY, NADIRO_MODEL_RGB}}) {
     k.image[from][to] = &complementRow;
     k.buffer[from][to] = &complementRow;
   }

@@ -3,5 +3,5 @@
 #include "nadiro/nadiro.h"
 
 extern "C" NADIRO_API uint32_t NADIRO_CALL GetLastColorConvertError(void) {
-  return nadiro::ThreadErrorBlock()->lastError;
+  return nadiro::threadErrorBlock()->lastError;
 }

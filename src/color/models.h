@@ -9,23 +9,24 @@
 #include <cstdint>
 
 #include "color/formulas.h"
+#include "nadiro/nadiro.h"
 
 namespace nadiro::color {
 
-// Colour-model identifiers of the image and buffer conversions.
-enum ModelId : int32_t {
-  kRgb = 1,
-  kYuv = 2,
-  kCmy = 3,
-  kCmyk = 4,
-  kYiq = 5,
-  kHsv = 6,
-  kHsi = 7,
-  kXyz = 8,
-  kLab = 9,
-  kCmykUcr = 10,  // CMYK with fixed under-colour removal; a target only
-};
-inline constexpr int32_t kModelCount = 10;
+// The colour-model ids are the interface's NADIRO_MODEL_* names, 1 up to
+// the last one.
+inline constexpr int32_t kModelCount = NADIRO_MODEL_CMYK_UCR;
+
+inline constexpr bool isModel(int64_t id) { return id >= 1 && id <= kModelCount; }
+// The two four-byte models: CMYK and CMYK with under-colour removal.
+inline constexpr bool isCmykModel(int64_t id) {
+  return id == NADIRO_MODEL_CMYK || id == NADIRO_MODEL_CMYK_UCR;
+}
+
+// An image's biCompression tag by model id; model 10 is written with CMYK's
+// tag, so no image is ever read as model 10.
+inline constexpr uint32_t kModelTags[kModelCount + 1] = {0, 0, 10, 11, 12, 13, 14, 15, 16, 17, 12};
+inline constexpr uint32_t modelTag(int32_t model) { return kModelTags[model]; }
 
 namespace model {
 
@@ -33,7 +34,7 @@ namespace model {
 // toRgb()/fromRgb() the core pair, out() core value -> bytes.
 
 struct RGB {
-  static constexpr int32_t kId = kRgb;
+  static constexpr int32_t kId = NADIRO_MODEL_RGB;
   static constexpr size_t kBytes = 3;
   static Triple in(const uint8_t* v) { return {kUnit[v[0]], kUnit[v[1]], kUnit[v[2]]}; }
   static Triple toRgb(Triple t) { return t; }
@@ -46,7 +47,7 @@ struct RGB {
 };
 
 struct CMY {
-  static constexpr int32_t kId = kCmy;
+  static constexpr int32_t kId = NADIRO_MODEL_CMY;
   static constexpr size_t kBytes = 3;
   static Triple in(const uint8_t* v) { return RGB::in(v); }
   static Triple toRgb(Triple t) { return cmyToRgb(t); }
@@ -55,7 +56,7 @@ struct CMY {
 };
 
 struct CMYK {
-  static constexpr int32_t kId = kCmyk;
+  static constexpr int32_t kId = NADIRO_MODEL_CMYK;
   static constexpr size_t kBytes = 4;
   static Quad in(const uint8_t* v) { return {kUnit[v[0]], kUnit[v[1]], kUnit[v[2]], kUnit[v[3]]}; }
   static Triple toRgb(Quad q) { return cmykToRgb(q); }
@@ -70,7 +71,7 @@ struct CMYK {
 
 // Hue byte 255 is exactly 360 degrees, which the HSV core reads as red.
 struct HSV {
-  static constexpr int32_t kId = kHsv;
+  static constexpr int32_t kId = NADIRO_MODEL_HSV;
   static constexpr size_t kBytes = 3;
   static Triple in(const uint8_t* v) { return {kHue[v[0]], kUnit[v[1]], kUnit[v[2]]}; }
   static Triple toRgb(Triple t) {
@@ -87,7 +88,7 @@ struct HSV {
 };
 
 struct HSI {
-  static constexpr int32_t kId = kHsi;
+  static constexpr int32_t kId = NADIRO_MODEL_HSI;
   static constexpr size_t kBytes = 3;
   static Triple in(const uint8_t* v) { return HSV::in(v); }
   static Triple toRgb(Triple t) { return hsiToRgb(t); }
@@ -96,7 +97,7 @@ struct HSI {
 };
 
 struct YIQ {
-  static constexpr int32_t kId = kYiq;
+  static constexpr int32_t kId = NADIRO_MODEL_YIQ;
   static constexpr size_t kBytes = 3;
   static Triple in(const uint8_t* v) { return {kUnit[v[0]], kYiqI[v[1]], kYiqQ[v[2]]}; }
   static Triple toRgb(Triple t) { return yiqToRgb(t); }
@@ -109,7 +110,7 @@ struct YIQ {
 };
 
 struct YUV {
-  static constexpr int32_t kId = kYuv;
+  static constexpr int32_t kId = NADIRO_MODEL_YUV;
   static constexpr size_t kBytes = 3;
   static Triple in(const uint8_t* v) { return {kUnit[v[0]], kYuvU[v[1]], kYuvV[v[2]]}; }
   static Triple toRgb(Triple t) { return yuvToRgb(t); }
@@ -122,7 +123,7 @@ struct YUV {
 };
 
 struct XYZ {
-  static constexpr int32_t kId = kXyz;
+  static constexpr int32_t kId = NADIRO_MODEL_XYZ;
   static constexpr size_t kBytes = 3;
   static Triple in(const uint8_t* v) { return {kXyzX[v[0]], kUnit[v[1]], kXyzZ[v[2]]}; }
   static Triple toRgb(Triple t) { return xyzToRgb(t); }
@@ -135,7 +136,7 @@ struct XYZ {
 };
 
 struct LAB {
-  static constexpr int32_t kId = kLab;
+  static constexpr int32_t kId = NADIRO_MODEL_LAB;
   static constexpr size_t kBytes = 3;
   static Triple in(const uint8_t* v) { return {kUnit[v[0]], kUnit[v[1]], kLabB[v[2]]}; }
   static Triple toRgb(Triple t) { return labToRgb(t); }

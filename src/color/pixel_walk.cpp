@@ -34,7 +34,7 @@ constexpr KernelTable makeTable() {
       &rowKernel<KIND<model::FROM, model::TO>, kOrder>;
   NADIRO_COLOR_MEMBERS(NADIRO_TABLE_ENTRY)
 #undef NADIRO_TABLE_ENTRY
-  t[kRgb][kCmykUcr] = &rowKernel<UcrFromRgb, kOrder>;
+  t[NADIRO_MODEL_RGB][NADIRO_MODEL_CMYK_UCR] = &rowKernel<UcrFromRgb, kOrder>;
   return t;
 }
 
@@ -44,7 +44,7 @@ constexpr KernelTable kBufferKernels = makeTable<Order::Model>();
 }  // namespace
 
 RowKernel scalarRowKernel(int32_t from, int32_t to, Order order) {
-  if (from < 1 || from > kModelCount || to < 1 || to > kModelCount) return nullptr;
+  if (!isModel(from) || !isModel(to)) return nullptr;
   const auto& table = order == Order::Reversed ? kImageKernels : kBufferKernels;
   return table[static_cast<size_t>(from)][static_cast<size_t>(to)];
 }
@@ -71,14 +71,14 @@ void walkRange(const Walk& w, uint64_t begin, uint64_t end) {
 }
 
 std::optional<uint64_t> runWithProgress(const Walk& walk, uint64_t total, int32_t showProgress,
-                                        void* owner, StepFn step) {
+                                        void* owner) {
   const bool showing = showProgress != 0;
   // The range is a 32-bit count; total never exceeds the largest block.
   const auto range = static_cast<int32_t>(static_cast<uint32_t>(total + 1));
-  if (showing && !ProgressCreate(owner, range, kProgressInterval)) return std::nullopt;
+  if (showing && !progressCreate(owner, range, kProgressInterval)) return std::nullopt;
   const uint64_t reached =
-      runWalk(total, showing, step, [&](uint64_t begin, uint64_t end) { walkRange(walk, begin, end); });
-  if (showing) ProgressDestroy();
+      runWalk(total, showing, [&](uint64_t begin, uint64_t end) { walkRange(walk, begin, end); });
+  if (showing) progressDestroy();
   return reached;
 }
 

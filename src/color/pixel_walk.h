@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "color/models.h"
 #include "frame/progress.h"
 
 namespace nadiro::color {
@@ -24,7 +25,7 @@ enum class Order { Reversed, Model };
 RowKernel rowKernelFor(int32_t from, int32_t to, Order order);
 
 // Bytes per pixel of a model in images and buffers: 4 for the two CMYK forms.
-inline uint32_t modelBytes(int32_t model) { return model == 4 || model == 10 ? 4u : 3u; }
+inline uint32_t modelBytes(int32_t model) { return isCmykModel(model) ? 4u : 3u; }
 
 // A byte-by-byte walk over `height` rows of `stride` bytes. A byte index i
 // starts a pixel when (i mod stride) < rowData and is a multiple of inBytes;
@@ -47,10 +48,6 @@ void walkRange(const Walk& walk, uint64_t begin, uint64_t end);
 // Progress steps come every this many bytes of a conversion walk.
 inline constexpr int32_t kProgressInterval = 1500;
 
-// The step function of the progress dialog (ProgressStep; tests substitute
-// one that presses Cancel).
-using StepFn = int (*)();
-
 // Drives work(begin, end) over the byte indices [0, total) as the
 // conversions define it: before each index, stop if the cancel flag is set;
 // with progress shown and the dialog open, step at every multiple of the
@@ -58,13 +55,13 @@ using StepFn = int (*)();
 // whole intervals; the index whose step saw Cancel is still converted.
 // Returns the index reached (total, or where Cancel stopped the walk).
 template <typename Work>
-uint64_t runWalk(uint64_t total, bool showing, StepFn step, Work&& work) {
+uint64_t runWalk(uint64_t total, bool showing, Work&& work) {
   uint64_t i = 0;
   while (i < total) {
     if (cancelRequested()) return i;
     uint64_t end = total;
     if (showing) {
-      if (progressOpen() && i % kProgressInterval == 0) step();
+      if (progressOpen() && i % kProgressInterval == 0) progressStep();
       const uint64_t next = (i / kProgressInterval + 1) * kProgressInterval;
       end = next < total ? next : total;
       if (cancelRequested()) end = i + 1;
@@ -80,6 +77,6 @@ uint64_t runWalk(uint64_t total, bool showing, StepFn step, Work&& work) {
 // destroyed again at the end. Returns the index reached, or nothing when the
 // dialog could not be created.
 std::optional<uint64_t> runWithProgress(const Walk& walk, uint64_t total, int32_t showProgress,
-                                        void* owner, StepFn step);
+                                        void* owner);
 
 }  // namespace nadiro::color

@@ -220,7 +220,7 @@ void diffuse(const SourceRows& source, uint32_t bits, const DitherBuffers& buffe
     } else if (source.depth == 24) {
       kernels.addChannels24(source.row(y), width, rows[0][0], rows[1][0], rows[2][0]);
     } else {
-      ExpandRowToChannels(source, y, buffers.channels);
+      expandRowToChannels(source, y, buffers.channels);
       if (bits == 1) greyRow(buffers.channels, width);
       for (uint32_t c = 0; c < channels; ++c) {
         int16_t* current = rows[c][0];
@@ -283,10 +283,6 @@ MemHandle ditherExport(MemHandle image, int32_t bits, Diffusion method, int32_t 
 
 uint32_t diffusionRowsPerChannel(Diffusion method) {
   return kKernels[static_cast<uint32_t>(method)]->rowsPerChannel;
-}
-
-bool diffusionHasOverwritingForm(Diffusion method) {
-  return kKernels[static_cast<uint32_t>(method)]->overwritingForm;
 }
 
 void diffuseImage(Diffusion method, bool overwriting, const SourceRows& source, uint32_t bits,

@@ -1,11 +1,11 @@
 // Error diffusion: the kernels of DitherFS4(Ex), DitherJJN(Ex), DitherStucki,
 // DitherBurkes, DitherSierra and DitherSA and the image core that runs them
-// through the dither frame.
+// through the shared dithering buffers.
 #pragma once
 
 #include <cstdint>
 
-#include "dither/frame.h"
+#include "dither/buffers.h"
 
 namespace nadiro::dither {
 
@@ -22,8 +22,6 @@ inline constexpr uint32_t kDiffusionCount = 6;
 // Working rows per channel: the current row and the rows below it that the
 // kernel reaches.
 uint32_t diffusionRowsPerChannel(Diffusion method);
-// Whether the method has an overwriting form chosen by a flag.
-bool diffusionHasOverwritingForm(Diffusion method);
 
 // Diffuses every source row into the output planes of `buffers` (whose
 // working-row block is laid out with diffusionRowsPerChannel rows per

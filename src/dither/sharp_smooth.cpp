@@ -72,7 +72,7 @@ void loadRow(const SourceRows& source, uint32_t y, uint32_t bits, const DitherBu
     ditherKernels().setGrey24(source.row(y), width, work.row(0, k));
     return;
   }
-  ExpandRowToChannels(source, y, buffers.channels);
+  expandRowToChannels(source, y, buffers.channels);
   if (bits == 1) greyRow(buffers.channels, width);
   const uint32_t channels = bits == 1 ? 1 : 3;
   for (uint32_t c = 0; c < channels; ++c) {

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "dither/frame.h"
+#include "dither/buffers.h"
 
 namespace nadiro::dither {
 

@@ -1,5 +1,5 @@
 list(APPEND NADIRO_SOURCES
-  src/dither/frame.cpp
+  src/dither/buffers.cpp
   src/dither/diffusion.cpp
   src/dither/kernels.cpp
   src/dither/sharp_smooth.cpp

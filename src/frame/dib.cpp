@@ -35,7 +35,15 @@ void writeHeader(uint8_t* p, const Header& h) {
   store(p, kClrImportant, h.clrImportant);
 }
 
-uint32_t DibColorCount(const uint8_t* header) {
+void writeNewImageHeader(uint8_t* p, Header h, std::span<const uint8_t> palette) {
+  h.size = kInfoHeaderSize;
+  h.planes = 1;
+  h.compression = 0;
+  writeHeader(p, h);
+  if (!palette.empty()) std::memcpy(p + kInfoHeaderSize, palette.data(), palette.size());
+}
+
+uint32_t dibColorCount(const uint8_t* header) {
   const uint32_t size = load<uint32_t>(header, kSize);
   if (size == kInfoHeaderSize) {
     const uint32_t used = load<uint32_t>(header, kClrUsed);
@@ -52,12 +60,12 @@ uint32_t DibColorCount(const uint8_t* header) {
   }
 }
 
-uint64_t DibColorTableBytes(const uint8_t* header) {
+uint64_t dibColorTableBytes(const uint8_t* header) {
   const uint64_t entry = load<uint32_t>(header, kSize) == kInfoHeaderSize ? 4 : 3;
-  return uint64_t{DibColorCount(header)} * entry;
+  return uint64_t{dibColorCount(header)} * entry;
 }
 
-int32_t DibCompression(MemHandle image) {
+int32_t dibCompression(MemHandle image) {
   if (!image) return -1;
   LockedBlock block(image);
   if (!block) return -1;
@@ -66,7 +74,7 @@ int32_t DibCompression(MemHandle image) {
   return static_cast<int32_t>(load<uint32_t>(block.data(), kCompression));
 }
 
-MemHandle DibDuplicate(MemHandle image) {
+MemHandle dibDuplicate(MemHandle image) {
   if (!image) return nullptr;
   const size_t size = memSize(image);
   OwnedBlock copy = OwnedBlock::allocate(size);
@@ -83,7 +91,7 @@ MemHandle DibDuplicate(MemHandle image) {
 
 namespace {
 
-// Shared body of DibNew24From / DibNew32From. The 24-bit form stores the
+// Shared body of dibNew24From / dibNew32From. The 24-bit form stores the
 // new pixel size into the *source* header (its own header keeps the source's
 // value) and the 32-bit form into its own: both slips are long-standing
 // behaviour that callers see, so they stay.
@@ -115,15 +123,10 @@ MemHandle newFrom(MemHandle image, uint16_t bits) {
 
 }  // namespace
 
-MemHandle DibNew24From(MemHandle image) { return newFrom(image, 24); }
-MemHandle DibNew32From(MemHandle image) { return newFrom(image, 32); }
+MemHandle dibNew24From(MemHandle image) { return newFrom(image, 24); }
+MemHandle dibNew32From(MemHandle image) { return newFrom(image, 32); }
 
-int DibStore24From32Index(uint8_t* dst, uint32_t index, const uint8_t* src) {
-  std::memcpy(dst + (index / 4) * 3, src, 3);
-  return 1;
-}
-
-int DibStore24From32IndexSwapped(uint8_t* dst, uint32_t index, const uint8_t* src, int32_t width) {
+int dibStore24From32IndexSwapped(uint8_t* dst, uint32_t index, const uint8_t* src, int32_t width) {
   const uint32_t w = static_cast<uint32_t>(width);
   const uint32_t stride32 = (4 * w + 3) / 4 * 4;
   const uint32_t stride24 = (3 * (w + 1)) / 4 * 4;
@@ -164,7 +167,7 @@ std::optional<Layout> measureAt(const uint8_t* block, size_t blockSize, uint64_t
 
 std::optional<Layout> measure(const uint8_t* block, size_t blockSize) {
   if (!block || blockSize < kInfoHeaderSize) return std::nullopt;
-  return measureAt(block, blockSize, kInfoHeaderSize + DibColorTableBytes(block));
+  return measureAt(block, blockSize, kInfoHeaderSize + dibColorTableBytes(block));
 }
 
 }  // namespace nadiro::dib

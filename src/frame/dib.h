@@ -6,13 +6,13 @@
 #include <cstdint>
 #include <cstring>
 #include <optional>
+#include <span>
 
 #include "frame/memory.h"
 
 namespace nadiro::dib {
 
 inline constexpr uint32_t kInfoHeaderSize = 40;
-inline constexpr uint32_t kCoreHeaderSize = 12;
 
 // Byte offsets of the 40-byte header's fields.
 enum Offset : size_t {
@@ -59,26 +59,29 @@ struct Header {
 Header readHeader(const uint8_t* p);
 void writeHeader(uint8_t* p, const Header& h);
 
+// The header of an image the library makes, always 40 bytes with one plane
+// and no compression whatever `h` says, and its colour table (4 bytes an
+// entry) right behind it; `p` holds 40 + palette bytes.
+void writeNewImageHeader(uint8_t* p, Header h, std::span<const uint8_t> palette);
+
 // Colour count: colours-used when the header is 40 bytes and it is non-zero,
 // else 2/16/256 for 1/4/8 bits and 0 for every other depth. The bit count is
 // read at offset 14 of a 40-byte header and at offset 10 of any other.
-uint32_t DibColorCount(const uint8_t* header);
+uint32_t dibColorCount(const uint8_t* header);
 // Colour-table bytes: 4-byte entries behind a 40-byte header, 3-byte entries
 // behind any other. 64-bit so that a huge colours-used cannot wrap.
-uint64_t DibColorTableBytes(const uint8_t* header);
+uint64_t dibColorTableBytes(const uint8_t* header);
 
 // -1 for a null or unlockable handle, else the compression field.
-int32_t DibCompression(MemHandle image);
+int32_t dibCompression(MemHandle image);
 // A byte-for-byte copy of the whole block, or null.
-MemHandle DibDuplicate(MemHandle image);
+MemHandle dibDuplicate(MemHandle image);
 // A new zero-filled 24-bit (32-bit) image of the source's size, or null.
-MemHandle DibNew24From(MemHandle image);
-MemHandle DibNew32From(MemHandle image);
-// Writes 3 bytes at (index / 4) * 3 of dst, unchanged order. Returns 1.
-int DibStore24From32Index(uint8_t* dst, uint32_t index, const uint8_t* src);
+MemHandle dibNew24From(MemHandle image);
+MemHandle dibNew32From(MemHandle image);
 // Writes 3 bytes reversed into 24-bit rows at the pixel that byte index
 // `index` of 32-bit rows of the given width addresses. Returns 1.
-int DibStore24From32IndexSwapped(uint8_t* dst, uint32_t index, const uint8_t* src, int32_t width);
+int dibStore24From32IndexSwapped(uint8_t* dst, uint32_t index, const uint8_t* src, int32_t width);
 
 // Row stride ((width * bits + 31) / 32) * 4, or nothing when width is
 // negative or width * bits does not fit the 32-bit arithmetic of the format.

@@ -67,6 +67,13 @@ class OwnedBlock {
     if (bytes > kMaxBlockBytes) return OwnedBlock{};
     return OwnedBlock{memAlloc(flags, static_cast<size_t>(bytes))};
   }
+  // The convolution and brightness/contrast try their blocks twice before
+  // they give up.
+  static OwnedBlock allocateTwice(uint64_t bytes) {
+    OwnedBlock block = allocate(bytes);
+    if (!block) block = allocate(bytes);
+    return block;
+  }
   OwnedBlock(const OwnedBlock&) = delete;
   OwnedBlock& operator=(const OwnedBlock&) = delete;
   OwnedBlock(OwnedBlock&& o) noexcept : handle_(std::exchange(o.handle_, nullptr)) {}

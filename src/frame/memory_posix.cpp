@@ -6,6 +6,7 @@
 #include <cstring>
 #include <mutex>
 #include <utility>
+#include <new>
 #include <vector>
 
 #include "frame/memory.h"
@@ -50,12 +51,12 @@ class HandleTable {
       index = free_.back();
       free_.pop_back();
     } else {
-      if (slots_.size() >= kSlotMask) {
+      if (slots_.size() >= kSlotMask || !grow()) {
         std::free(data);
         return nullptr;
       }
       index = slots_.size();
-      slots_.emplace_back();
+      slots_.emplace_back();  // capacity reserved by grow(): cannot throw
     }
     Slot& s = slots_[index];
     s.data = static_cast<unsigned char*>(data);
@@ -103,6 +104,7 @@ class HandleTable {
       }
       *s = Slot{nullptr, 0, 0, s->generation + 1, false};
       if (s->generation > (~uintptr_t{0} >> kSlotBits)) s->generation = 1;
+      // Never more free slots than slots, and grow() reserved that many.
       free_.push_back(static_cast<size_t>(reinterpret_cast<uintptr_t>(h) & kSlotMask) - 1);
     }
     std::free(data);
@@ -126,6 +128,19 @@ class HandleTable {
     }
     if (zero) std::memset(data, 0, bytes);
     return data;
+  }
+
+  // Room for one more slot, and for every slot on the free list, reserved
+  // ahead so that neither an allocation nor a release throws through the
+  // exports. False when memory runs out.
+  bool grow() {
+    try {
+      if (slots_.size() == slots_.capacity()) slots_.reserve(slots_.size() * 2 + 16);
+      free_.reserve(slots_.capacity());
+      return true;
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
   }
 
   static MemHandle encode(size_t index, uintptr_t generation) {

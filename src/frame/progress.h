@@ -12,11 +12,11 @@
 namespace nadiro {
 
 // 1 if the dialog exists, 0 if it could not be created.
-int ProgressCreate(void* owner, int32_t total, int32_t divisor);
+int progressCreate(void* owner, int32_t total, int32_t divisor);
 // Pumps pending messages, advances the bar; returns its previous position.
-int ProgressStep();
+int progressStep();
 // 1 if a dialog was destroyed, 0 if none was open.
-int ProgressDestroy();
+int progressDestroy();
 
 // The bar's upper end for a dialog created with (total, divisor): the bar
 // runs 0 .. total / divisor + 1. Callers pass divisors 5 and 1500; a divisor
@@ -28,11 +28,11 @@ inline int32_t progressRange(int32_t total, int32_t divisor) {
   return steps == INT32_MAX ? steps : steps + 1;
 }
 
-// The first step of ProgressCreate on every platform: the thread's block
+// The first step of progressCreate on every platform: the thread's block
 // takes the dialog's total, divisor, step (always 1) and owner, and the
 // cancel flag is cleared. Returns the block.
 inline ThreadErrorBlockData* storeProgressState(void* owner, int32_t total, int32_t divisor) {
-  ThreadErrorBlockData* b = ThreadErrorBlock();
+  ThreadErrorBlockData* b = threadErrorBlock();
   b->progressTotal = total;
   b->progressDivisor = divisor;
   b->progressStep = 1;
@@ -41,7 +41,7 @@ inline ThreadErrorBlockData* storeProgressState(void* owner, int32_t total, int3
   return b;
 }
 
-inline bool progressOpen() { return ThreadErrorBlock()->progressWindow != nullptr; }
-inline bool cancelRequested() { return ThreadErrorBlock()->cancel == 1; }
+inline bool progressOpen() { return threadErrorBlock()->progressWindow != nullptr; }
+inline bool cancelRequested() { return threadErrorBlock()->cancel == 1; }
 
 }  // namespace nadiro

@@ -30,7 +30,7 @@ void closeDialog(ThreadErrorBlockData* b) {
 
 }  // namespace
 
-int ProgressCreate(void* owner, int32_t total, int32_t divisor) {
+int progressCreate(void* owner, int32_t total, int32_t divisor) {
   ThreadErrorBlockData* b = storeProgressState(owner, total, divisor);
   ui.barPosition = 0;
   if (ui.installed && ui.hook.create &&
@@ -42,8 +42,8 @@ int ProgressCreate(void* owner, int32_t total, int32_t divisor) {
   return 1;
 }
 
-int ProgressStep() {
-  ThreadErrorBlockData* b = ThreadErrorBlock();
+int progressStep() {
+  ThreadErrorBlockData* b = threadErrorBlock();
   if (!b->progressWindow) return 0;  // stepping a dialog that is gone does nothing
   const int32_t previous = ui.barPosition;
   ui.barPosition += b->progressStep;
@@ -56,8 +56,8 @@ int ProgressStep() {
   return previous;
 }
 
-int ProgressDestroy() {
-  ThreadErrorBlockData* b = ThreadErrorBlock();
+int progressDestroy() {
+  ThreadErrorBlockData* b = threadErrorBlock();
   if (!b->progressWindow) return 0;
   closeDialog(b);
   return 1;

@@ -18,7 +18,7 @@ HWND asWindow(void* w) {
   return static_cast<HWND>(w);
 }
 
-// Shared by Cancel and ProgressDestroy.
+// Shared by Cancel and progressDestroy.
 void reenableOwner(ThreadErrorBlockData* b) {
   if (b->ownerDisabled && b->ownerWindow) EnableWindow(asWindow(b->ownerWindow), TRUE);
   b->ownerDisabled = 0;
@@ -26,7 +26,7 @@ void reenableOwner(ThreadErrorBlockData* b) {
 
 INT_PTR CALLBACK progressProc(HWND dialog, UINT message, WPARAM wParam, LPARAM /*lParam*/) {
   if (message == WM_INITDIALOG) {
-    const ThreadErrorBlockData* b = ThreadErrorBlock();
+    const ThreadErrorBlockData* b = threadErrorBlock();
     HWND bar = GetDlgItem(dialog, kBarId);
     SendMessageW(bar, PBM_SETRANGE32, 0, progressRange(b->progressTotal, b->progressDivisor));
     SendMessageW(bar, PBM_SETSTEP, static_cast<WPARAM>(b->progressStep), 0);
@@ -34,7 +34,7 @@ INT_PTR CALLBACK progressProc(HWND dialog, UINT message, WPARAM wParam, LPARAM /
   }
   // Cancel, by the button or by Escape through IsDialogMessageW.
   if (message == WM_COMMAND && LOWORD(wParam) == IDCANCEL) {
-    ThreadErrorBlockData* b = ThreadErrorBlock();
+    ThreadErrorBlockData* b = threadErrorBlock();
     b->cancel = 1;
     reenableOwner(b);
     DestroyWindow(dialog);
@@ -52,7 +52,7 @@ void registerProgressClass() {
 
 }  // namespace
 
-int ProgressCreate(void* owner, int32_t total, int32_t divisor) {
+int progressCreate(void* owner, int32_t total, int32_t divisor) {
   ThreadErrorBlockData* b = storeProgressState(owner, total, divisor);
   registerProgressClass();
   HWND dialog =
@@ -71,8 +71,8 @@ int ProgressCreate(void* owner, int32_t total, int32_t divisor) {
   return 1;
 }
 
-int ProgressStep() {
-  ThreadErrorBlockData* b = ThreadErrorBlock();
+int progressStep() {
+  ThreadErrorBlockData* b = threadErrorBlock();
   MSG msg;
   while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) {
     // Re-read each time: Cancel may close the dialog while we pump.
@@ -85,8 +85,8 @@ int ProgressStep() {
       SendMessageW(GetDlgItem(asWindow(b->progressWindow), kBarId), PBM_STEPIT, 0, 0));
 }
 
-int ProgressDestroy() {
-  ThreadErrorBlockData* b = ThreadErrorBlock();
+int progressDestroy() {
+  ThreadErrorBlockData* b = threadErrorBlock();
   if (!b->progressWindow) return 0;
   reenableOwner(b);
   DestroyWindow(asWindow(b->progressWindow));

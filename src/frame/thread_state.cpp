@@ -13,7 +13,7 @@ thread_local ThreadErrorBlockData block{};
 
 }  // namespace
 
-ThreadErrorBlockData* ThreadErrorBlock() { return &block; }
+ThreadErrorBlockData* threadErrorBlock() { return &block; }
 
 }  // namespace nadiro
 #endif

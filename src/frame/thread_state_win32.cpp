@@ -79,7 +79,7 @@ BOOL moduleEntry(HINSTANCE instance, DWORD reason) {
 
 }  // namespace win32
 
-ThreadErrorBlockData* ThreadErrorBlock() {
+ThreadErrorBlockData* threadErrorBlock() {
   win32::ModuleState& m = win32::moduleState();
   if (void* block = TlsGetValue(m.slot)) return static_cast<ThreadErrorBlockData*>(block);
   // A thread that was running before the module was loaded: make its block

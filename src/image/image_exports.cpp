@@ -8,7 +8,6 @@
 #include <limits>
 #include <optional>
 
-#include "color/convert.h"
 #include "color/models.h"
 #include "frame/dib.h"
 #include "frame/guards.h"
@@ -43,7 +42,7 @@ int32_t bufferShape(int32_t width, int32_t height, size_t stride, int32_t format
 
 // The model an image's tag names (1 for untagged RGB), or 0.
 int32_t modelOfTag(uint32_t tag) {
-  for (int32_t model = color::kRgb; model < color::kCmykUcr; ++model)
+  for (int32_t model = NADIRO_MODEL_RGB; model < NADIRO_MODEL_CMYK_UCR; ++model)
     if (color::modelTag(model) == tag) return model;
   return 0;
 }
@@ -64,7 +63,7 @@ int32_t openImage(NadiroHandle handle, ReadableImage& image) {
   image.layout = *layout;
   image.model = modelOfTag(layout->header.compression);
   const uint16_t bits = layout->header.bitCount;
-  if (image.model == 0 || (bits <= 8 && image.model != color::kRgb)) return NADIRO_IMAGE_MALFORMED;
+  if (image.model == 0 || (bits <= 8 && image.model != NADIRO_MODEL_RGB)) return NADIRO_IMAGE_MALFORMED;
   return NADIRO_IMAGE_OK;
 }
 
@@ -83,7 +82,7 @@ ImageRows rowsOf(const ReadableImage& image) {
 std::span<const uint8_t> paletteOf(const ReadableImage& image) {
   const uint64_t tableBytes = image.layout.pixelOffset - dib::kInfoHeaderSize;
   const uint64_t entries =
-      std::min<uint64_t>(dib::DibColorCount(image.block.data()), tableBytes / 4);
+      std::min<uint64_t>(dib::dibColorCount(image.block.data()), tableBytes / 4);
   return image.block.bytes().subspan(dib::kInfoHeaderSize, static_cast<size_t>(entries * 4));
 }
 
@@ -159,7 +158,7 @@ int32_t pixelsOut(NadiroHandle handle, void* pixels, size_t bytes, size_t stride
   if (const int32_t status =
           bufferShape(l.header.width, l.header.height, stride, format, order, bytes, shape))
     return status;
-  const StoredOrder stored = image.model == color::kCmyk ? StoredOrder::kKymc : StoredOrder::kBgra;
+  const StoredOrder stored = image.model == NADIRO_MODEL_CMYK ? StoredOrder::kKymc : StoredOrder::kBgra;
   unpackRows(rowsOf(image), stored, paletteOf(image), shape,
              {static_cast<uint8_t*>(pixels), bytes});
   return NADIRO_IMAGE_OK;
@@ -242,7 +241,7 @@ extern "C" NADIRO_API int32_t NadiroImageFree(NadiroHandle image) {
 }
 
 extern "C" NADIRO_API uint32_t NadiroImagePixelStatus(void) {
-  return nadiro::ThreadErrorBlock()->pixelStatus;
+  return nadiro::threadErrorBlock()->pixelStatus;
 }
 
 extern "C" NADIRO_API const char* NadiroStatusText(int32_t kind, uint32_t code) {

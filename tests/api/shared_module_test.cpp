@@ -36,7 +36,7 @@ TEST_F(SharedModule, ExportsEveryNameOfTheWindowsModule) {
   for (const char* name : {"NadiroSetProgressHook", "NadiroGlobalAlloc", "NadiroGlobalLock",
                            "NadiroGlobalUnlock", "NadiroGlobalSize", "NadiroGlobalFree"})
     EXPECT_NE(dlsym(module_, name), nullptr) << name;
-  EXPECT_EQ(dlsym(module_, "ThresholdToMonochrome"), nullptr) << "internal helpers stay internal";
+  EXPECT_EQ(dlsym(module_, "thresholdToMonochrome"), nullptr) << "internal helpers stay internal";
 }
 
 TEST_F(SharedModule, DithersATwoPixelImage) {

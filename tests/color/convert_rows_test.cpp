@@ -21,7 +21,7 @@ std::vector<CpuLevel> vectorLevels() {
 }
 
 uint32_t inBytes(int32_t model) {
-  return model == kCmyk ? 4u : 3u;
+  return model == NADIRO_MODEL_CMYK ? 4u : 3u;
 }
 
 // Runs `kernel` over `pixels` records; the output buffer is pre-filled so a
@@ -91,10 +91,10 @@ TEST(ConvertRows, EveryLevelGivesTheScalarBytesForEveryPair) {
 
 TEST(ConvertRows, TheConversionsFromRgbHaveVectorKernelsAtEveryLevel) {
   for (CpuLevel level : vectorLevels())
-    for (int32_t to : {kCmy, kHsv, kHsi, kYuv, kYiq, kXyz})
-      EXPECT_NE(laneRowKernel(level, kRgb, to, Order::Reversed), nullptr)
+    for (int32_t to : {NADIRO_MODEL_CMY, NADIRO_MODEL_HSV, NADIRO_MODEL_HSI, NADIRO_MODEL_YUV, NADIRO_MODEL_YIQ, NADIRO_MODEL_XYZ})
+      EXPECT_NE(laneRowKernel(level, NADIRO_MODEL_RGB, to, Order::Reversed), nullptr)
           << to << " at " << cpuLevelName(level);
-  EXPECT_EQ(laneRowKernel(CpuLevel::Scalar, kRgb, kHsv, Order::Reversed), nullptr);
+  EXPECT_EQ(laneRowKernel(CpuLevel::Scalar, NADIRO_MODEL_RGB, NADIRO_MODEL_HSV, Order::Reversed), nullptr);
 }
 
 // All 2^24 three-byte records through every vector kernel with three-byte

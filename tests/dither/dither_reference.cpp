@@ -234,7 +234,7 @@ void expectMatchOnAwkwardImages(
         ImageHandle out(call(img.get()));
         SCOPED_TRACE(testing::Message() << width << "x" << height << " fill " << static_cast<int>(fill));
         ASSERT_TRUE(out);
-        EXPECT_EQ(ThreadErrorBlock()->pixelStatus, NADIRO_PIXEL_OK);
+        EXPECT_EQ(threadErrorBlock()->pixelStatus, NADIRO_PIXEL_OK);
         ASSERT_EQ(blockBytes(out.get()), reference(in));
         ASSERT_EQ(blockBytes(img.get()), in) << "the caller's image is unchanged";
         ASSERT_TRUE(notLocked(img.get()));
@@ -245,9 +245,9 @@ void expectMatchOnAwkwardImages(
 
 void expectRefused(const std::function<MemHandle(MemHandle, int32_t)>& call, MemHandle image,
                    int32_t bits, uint32_t code, const char* what) {
-  ThreadErrorBlock()->pixelStatus = 12345;
+  threadErrorBlock()->pixelStatus = 12345;
   EXPECT_EQ(call(image, bits), nullptr) << what;
-  EXPECT_EQ(ThreadErrorBlock()->pixelStatus, code) << what;
+  EXPECT_EQ(threadErrorBlock()->pixelStatus, code) << what;
 }
 
 }  // namespace nadiro::test

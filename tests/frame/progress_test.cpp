@@ -24,29 +24,29 @@ TEST(Progress, RangeIsTotalOverDivisorPlusOne) {
 }
 
 TEST(Progress, EachThreadHasItsOwnDialog) {
-  ASSERT_EQ(ProgressCreate(nullptr, 21, 5), 1);
+  ASSERT_EQ(progressCreate(nullptr, 21, 5), 1);
   bool otherSawOpen = true;
   int otherCreated = 0, otherDestroyed = 0;
   std::thread([&] {
     otherSawOpen = progressOpen();
-    otherCreated = ProgressCreate(nullptr, 6, 5);
-    otherDestroyed = ProgressDestroy();
+    otherCreated = progressCreate(nullptr, 6, 5);
+    otherDestroyed = progressDestroy();
   }).join();
   EXPECT_FALSE(otherSawOpen);
   EXPECT_EQ(otherCreated, 1);
   EXPECT_EQ(otherDestroyed, 1);
   EXPECT_TRUE(progressOpen()) << "the other thread's destroy closed only its own dialog";
-  EXPECT_EQ(ProgressDestroy(), 1);
-  EXPECT_EQ(ProgressDestroy(), 0) << "closes once";
+  EXPECT_EQ(progressDestroy(), 1);
+  EXPECT_EQ(progressDestroy(), 0) << "closes once";
 }
 
 #if !defined(_WIN32)
 TEST(ProgressHook, BelongsToTheThreadThatInstalledIt) {
   test::ProgressRecorder r;
   std::thread([] {
-    EXPECT_EQ(ProgressCreate(nullptr, 6, 5), 1);
-    ProgressStep();
-    EXPECT_EQ(ProgressDestroy(), 1);
+    EXPECT_EQ(progressCreate(nullptr, 6, 5), 1);
+    progressStep();
+    EXPECT_EQ(progressDestroy(), 1);
   }).join();
   EXPECT_EQ(r.creates + r.steps + r.destroys, 0);
 }
@@ -54,14 +54,14 @@ TEST(ProgressHook, BelongsToTheThreadThatInstalledIt) {
 TEST(ProgressHook, NullCallbacksShowNothingAndRefusalFailsCreate) {
   const NadiroProgressHook empty{};
   NadiroSetProgressHook(&empty);
-  ASSERT_EQ(ProgressCreate(nullptr, 6, 5), 1);
-  EXPECT_EQ(ProgressStep(), 0);
-  EXPECT_EQ(ProgressDestroy(), 1);
+  ASSERT_EQ(progressCreate(nullptr, 6, 5), 1);
+  EXPECT_EQ(progressStep(), 0);
+  EXPECT_EQ(progressDestroy(), 1);
   test::ProgressRecorder r;
   r.refuse = true;
-  EXPECT_EQ(ProgressCreate(nullptr, 6, 5), 0);
+  EXPECT_EQ(progressCreate(nullptr, 6, 5), 0);
   EXPECT_FALSE(progressOpen());
-  EXPECT_EQ(ProgressDestroy(), 0);
+  EXPECT_EQ(progressDestroy(), 0);
   EXPECT_EQ(r.destroys, 0) << "no destroy for a dialog that never opened";
 }
 #endif

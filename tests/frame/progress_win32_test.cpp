@@ -14,7 +14,7 @@ namespace nadiro {
 namespace {
 
 HWND dialogWindow() {
-  return static_cast<HWND>(ThreadErrorBlock()->progressWindow);
+  return static_cast<HWND>(threadErrorBlock()->progressWindow);
 }
 
 // A top-level window that owns the dialog.
@@ -35,8 +35,8 @@ class OwnerWindow {
 class ProgressDialog : public testing::Test {
  protected:
   void TearDown() override {
-    ProgressDestroy();
-    ThreadErrorBlock()->cancel = 0;
+    progressDestroy();
+    threadErrorBlock()->cancel = 0;
   }
 };
 
@@ -44,7 +44,7 @@ class ProgressDialog : public testing::Test {
 
 TEST_F(ProgressDialog, ShowsItsControlsAndTheBarRange) {
   OwnerWindow owner;
-  ASSERT_EQ(ProgressCreate(owner.get(), 3841, 1500), 1);
+  ASSERT_EQ(progressCreate(owner.get(), 3841, 1500), 1);
   HWND dialog = dialogWindow();
   ASSERT_NE(dialog, nullptr);
   EXPECT_TRUE(IsWindowVisible(dialog));
@@ -57,30 +57,30 @@ TEST_F(ProgressDialog, ShowsItsControlsAndTheBarRange) {
   EXPECT_EQ(range.iLow, 0);
   EXPECT_EQ(range.iHigh, 3);
   // The step is 1: the bar moves from 0 to 1.
-  EXPECT_EQ(ProgressStep(), 0);
+  EXPECT_EQ(progressStep(), 0);
   EXPECT_EQ(SendMessageW(bar, PBM_GETPOS, 0, 0), 1);
 }
 
 TEST_F(ProgressDialog, DisablesAnEnabledOwnerUntilDestroyed) {
   OwnerWindow owner;
   ASSERT_TRUE(IsWindowEnabled(owner.get()));
-  ASSERT_EQ(ProgressCreate(owner.get(), 10, 5), 1);
+  ASSERT_EQ(progressCreate(owner.get(), 10, 5), 1);
   EXPECT_FALSE(IsWindowEnabled(owner.get()));
-  EXPECT_EQ(ThreadErrorBlock()->ownerDisabled, 1u);
-  EXPECT_EQ(ThreadErrorBlock()->ownerWindow, owner.get());
+  EXPECT_EQ(threadErrorBlock()->ownerDisabled, 1u);
+  EXPECT_EQ(threadErrorBlock()->ownerWindow, owner.get());
   HWND dialog = dialogWindow();
-  EXPECT_EQ(ProgressDestroy(), 1);
+  EXPECT_EQ(progressDestroy(), 1);
   EXPECT_TRUE(IsWindowEnabled(owner.get()));
-  EXPECT_EQ(ThreadErrorBlock()->ownerDisabled, 0u);
+  EXPECT_EQ(threadErrorBlock()->ownerDisabled, 0u);
   EXPECT_FALSE(IsWindow(dialog));
 }
 
 TEST_F(ProgressDialog, LeavesADisabledOwnerDisabled) {
   OwnerWindow owner;
   EnableWindow(owner.get(), FALSE);
-  ASSERT_EQ(ProgressCreate(owner.get(), 10, 5), 1);
-  EXPECT_EQ(ThreadErrorBlock()->ownerDisabled, 0u);
-  EXPECT_EQ(ProgressDestroy(), 1);
+  ASSERT_EQ(progressCreate(owner.get(), 10, 5), 1);
+  EXPECT_EQ(threadErrorBlock()->ownerDisabled, 0u);
+  EXPECT_EQ(progressDestroy(), 1);
   EXPECT_FALSE(IsWindowEnabled(owner.get()));
 }
 
@@ -100,12 +100,12 @@ const CancelCase kCancels[] = {
     {"ButtonClick",
      [](HWND dialog) {
        PostMessageW(GetDlgItem(dialog, IDCANCEL), BM_CLICK, 0, 0);
-       ProgressStep();
+       progressStep();
      }},
     {"EscapeKey",
      [](HWND dialog) {
        PostMessageW(GetDlgItem(dialog, IDCANCEL), WM_KEYDOWN, VK_ESCAPE, 0);
-       ProgressStep();
+       progressStep();
      }},
 };
 
@@ -113,7 +113,7 @@ class ProgressCancel : public ProgressDialog, public testing::WithParamInterface
 
 TEST_P(ProgressCancel, SetsTheFlagClosesAndReenablesTheOwner) {
   OwnerWindow owner;
-  ASSERT_EQ(ProgressCreate(owner.get(), 10, 5), 1);
+  ASSERT_EQ(progressCreate(owner.get(), 10, 5), 1);
   HWND dialog = dialogWindow();
   ASSERT_FALSE(IsWindowEnabled(owner.get()));
   ASSERT_FALSE(cancelRequested());
@@ -122,9 +122,9 @@ TEST_P(ProgressCancel, SetsTheFlagClosesAndReenablesTheOwner) {
   EXPECT_FALSE(IsWindow(dialog));
   EXPECT_FALSE(progressOpen());
   EXPECT_TRUE(IsWindowEnabled(owner.get()));
-  EXPECT_EQ(ThreadErrorBlock()->ownerDisabled, 0u);
-  EXPECT_EQ(ProgressDestroy(), 0) << "Cancel closed it already";
-  EXPECT_EQ(ProgressStep(), 0) << "a closed dialog does not step";
+  EXPECT_EQ(threadErrorBlock()->ownerDisabled, 0u);
+  EXPECT_EQ(progressDestroy(), 0) << "Cancel closed it already";
+  EXPECT_EQ(progressStep(), 0) << "a closed dialog does not step";
   EXPECT_TRUE(cancelRequested());
 }
 
@@ -153,11 +153,11 @@ TEST_F(ProgressDialog, StepDispatchesTheThreadsOtherMessages) {
   ASSERT_NE(counter, nullptr);
   int seen = 0;
   SetWindowLongPtrW(counter, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(&seen));
-  ASSERT_EQ(ProgressCreate(nullptr, 10, 5), 1);
+  ASSERT_EQ(progressCreate(nullptr, 10, 5), 1);
   PostMessageW(counter, WM_APP + 7, 0, 0);
   PostMessageW(counter, WM_APP + 7, 0, 0);
   EXPECT_EQ(seen, 0);
-  ProgressStep();
+  progressStep();
   EXPECT_EQ(seen, 2);
   EXPECT_FALSE(cancelRequested());
   DestroyWindow(counter);
@@ -168,11 +168,11 @@ TEST_F(ProgressDialog, FailsWithoutItsTemplate) {
   win32::ModuleState& m = win32::moduleState();
   const HINSTANCE saved = m.instance;
   m.instance = GetModuleHandleW(L"kernel32.dll");
-  const int created = ProgressCreate(nullptr, 10, 5);
+  const int created = progressCreate(nullptr, 10, 5);
   m.instance = saved;
   EXPECT_EQ(created, 0);
   EXPECT_FALSE(progressOpen());
-  EXPECT_EQ(ProgressDestroy(), 0);
+  EXPECT_EQ(progressDestroy(), 0);
 }
 
 }  // namespace

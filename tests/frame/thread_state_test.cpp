@@ -8,15 +8,15 @@ namespace nadiro {
 namespace {
 
 TEST(ThreadState, EachThreadGetsItsOwnZeroedBlock) {
-  ThreadErrorBlockData* mine = ThreadErrorBlock();
+  ThreadErrorBlockData* mine = threadErrorBlock();
   mine->pixelStatus = 17;
   mine->lastError = 4;
   ThreadErrorBlockData seen{};
   ThreadErrorBlockData* theirs = nullptr;
   std::thread([&] {
-    theirs = ThreadErrorBlock();
+    theirs = threadErrorBlock();
     seen = *theirs;
-    EXPECT_EQ(ThreadErrorBlock(), theirs) << "the block is created once per thread";
+    EXPECT_EQ(threadErrorBlock(), theirs) << "the block is created once per thread";
   }).join();
   EXPECT_NE(theirs, mine);
   EXPECT_EQ(seen.pixelStatus, 0u);

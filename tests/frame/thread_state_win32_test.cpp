@@ -108,14 +108,14 @@ TEST(ModuleEntry, ThreadDetachFreesTheBlockAndAttachMakesAFreshOne) {
 // block is made on the first use, zeroed, one per thread.
 DWORD WINAPI readBlock(void* out) {
   auto* seen = static_cast<ThreadErrorBlockData**>(out);
-  seen[0] = ThreadErrorBlock();
-  seen[1] = ThreadErrorBlock();
+  seen[0] = threadErrorBlock();
+  seen[1] = threadErrorBlock();
   seen[2] = reinterpret_cast<ThreadErrorBlockData*>(uintptr_t{isZeroBlock(seen[0])});
   return 0;
 }
 
 TEST(ThreadErrorBlockWin32, ThreadsTheModuleNeverSawGetABlockLazily) {
-  ThreadErrorBlock()->lastError = 2;
+  threadErrorBlock()->lastError = 2;
   ThreadErrorBlockData* seen[3] = {};
   HANDLE thread = CreateThread(nullptr, 0, readBlock, seen, 0, nullptr);
   ASSERT_NE(thread, nullptr);
@@ -123,10 +123,10 @@ TEST(ThreadErrorBlockWin32, ThreadsTheModuleNeverSawGetABlockLazily) {
   CloseHandle(thread);
   ASSERT_NE(seen[0], nullptr);
   EXPECT_EQ(seen[0], seen[1]) << "made once";
-  EXPECT_NE(seen[0], ThreadErrorBlock());
+  EXPECT_NE(seen[0], threadErrorBlock());
   EXPECT_NE(seen[2], nullptr) << "zero-filled";
-  EXPECT_EQ(ThreadErrorBlock()->lastError, 2u);
-  ThreadErrorBlock()->lastError = 0;
+  EXPECT_EQ(threadErrorBlock()->lastError, 2u);
+  threadErrorBlock()->lastError = 0;
 }
 
 }  // namespace

@@ -72,14 +72,14 @@ std::string hex(uint64_t v);
 
 // Both code fields set to a marker (or the values given).
 inline void resetCodes(uint32_t pixelStatus = 99, uint32_t lastError = 99) {
-  ThreadErrorBlock()->pixelStatus = pixelStatus;
-  ThreadErrorBlock()->lastError = lastError;
+  threadErrorBlock()->pixelStatus = pixelStatus;
+  threadErrorBlock()->lastError = lastError;
 }
 inline uint32_t pixelStatus() {
-  return ThreadErrorBlock()->pixelStatus;
+  return threadErrorBlock()->pixelStatus;
 }
 inline uint32_t lastError() {
-  return ThreadErrorBlock()->lastError;
+  return threadErrorBlock()->lastError;
 }
 
 // True when the call frees everything it allocates (POSIX: a freed slot of

@@ -13,21 +13,21 @@ TEST(ProgressBar, CtrlCPressesCancelAtTheNextStep) {
   clearInterrupt();
   {
     const ProgressBarScope bar("picture");
-    ASSERT_EQ(ProgressCreate(nullptr, 101, 5), 1);
-    ProgressStep();
+    ASSERT_EQ(progressCreate(nullptr, 101, 5), 1);
+    progressStep();
     EXPECT_FALSE(cancelRequested());
     requestInterrupt();
-    ProgressStep();
+    progressStep();
     EXPECT_TRUE(cancelRequested());
-    ProgressDestroy();
+    progressDestroy();
   }
   clearInterrupt();
   // Without the bar a step never cancels.
-  ASSERT_EQ(ProgressCreate(nullptr, 10, 5), 1);
+  ASSERT_EQ(progressCreate(nullptr, 10, 5), 1);
   requestInterrupt();
-  ProgressStep();
+  progressStep();
   EXPECT_FALSE(cancelRequested());
-  ProgressDestroy();
+  progressDestroy();
   clearInterrupt();
 }
 

@@ -4,7 +4,7 @@
 // and the row in ring[0] is complete once the source has moved c rows past
 // it. Neighbours outside the picture repeat the edge pixels. All sums are
 // 16-bit; the kernel limits of the callers keep them in range.
-#include "channels/engine.h"
+#include "channels/convolution_engine.h"
 
 #include <algorithm>
 

@@ -1,31 +1,39 @@
-// Kernel files on POSIX systems: the wide name is converted to the locale's
-// multibyte encoding and opened read-only; narrow names are UTF-8.
+// Kernel files on POSIX systems: a narrow name is opened as it is; a wide
+// name is converted to the locale's multibyte encoding first. Narrow names
+// are widened (as UTF-8) only for the parameter dialog.
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <cwchar>
+#include <new>
+#include <string>
+#include <utility>
 
-#include "channels/kernel_file.h"
+#include "channels/convolution_file.h"
+#include "frame/scratch.h"
 
 namespace nadiro::channels {
 namespace {
 
-// The wide name in the locale's multibyte encoding, in a block the caller
-// owns; empty when a character has no encoding there.
-OwnedBlock narrowName(const wchar_t* name) {
+// The wide name in the locale's multibyte encoding; nothing when a
+// character has no encoding there or memory runs out.
+std::optional<std::string> narrowName(const wchar_t* name) {
   std::mbstate_t state{};
   const wchar_t* probe = name;
   const size_t length = std::wcsrtombs(nullptr, &probe, 0, &state);
-  if (length == static_cast<size_t>(-1)) return {};
-  OwnedBlock block = OwnedBlock::allocate(uint64_t{length} + 1);
-  LockedBlock text(block.get());
-  if (!text) return {};
+  if (length == static_cast<size_t>(-1)) return std::nullopt;
+  std::string text;
+  try {
+    text.resize(length);
+  } catch (const std::bad_alloc&) {
+    return std::nullopt;
+  }
   state = std::mbstate_t{};
   const wchar_t* from = name;
-  std::wcsrtombs(reinterpret_cast<char*>(text.data()), &from, length + 1, &state);
-  return block;
+  std::wcsrtombs(text.data(), &from, length + 1, &state);
+  return text;
 }
 
 // Decodes one UTF-8 sequence at p; malformed input gives U+FFFD for one byte.
@@ -67,11 +75,16 @@ wchar_t decodeUtf8(const unsigned char*& p) {
 
 }  // namespace
 
-std::optional<size_t> readKernelFile(const wchar_t* fileName, uint8_t* buffer, size_t bytes) {
-  const OwnedBlock name = narrowName(fileName);
-  const LockedBlock path(name.get());
-  if (!path) return std::nullopt;
-  const int fd = ::open(reinterpret_cast<const char*>(path.data()), O_RDONLY | O_CLOEXEC);
+std::optional<size_t> readKernelFile(const KernelFileName& fileName, uint8_t* buffer,
+                                     size_t bytes) {
+  std::string converted;
+  if (!fileName.narrow) {
+    auto narrow = narrowName(fileName.wide);
+    if (!narrow) return std::nullopt;
+    converted = std::move(*narrow);
+  }
+  const char* path = fileName.narrow ? fileName.narrow : converted.c_str();
+  const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
   if (fd < 0) return std::nullopt;
   // One request for the whole run; a regular file delivers it at once, a
   // pipe or a slow device is read on until it ends.
@@ -86,17 +99,16 @@ std::optional<size_t> readKernelFile(const wchar_t* fileName, uint8_t* buffer, s
   return got;
 }
 
-OwnedBlock widenFileName(const char* name) {
+std::unique_ptr<wchar_t[]> widenFileName(const char* name) {
   const size_t length = std::strlen(name);
-  OwnedBlock block = OwnedBlock::allocate((uint64_t{length} + 1) * sizeof(wchar_t));
-  LockedBlock text(block.get());
-  if (!text) return {};
-  auto* out = reinterpret_cast<wchar_t*>(text.data());
+  auto text = allocateScratch<wchar_t>(uint64_t{length} + 1);
+  if (!text) return nullptr;
+  wchar_t* out = text.get();
   const auto* p = reinterpret_cast<const unsigned char*>(name);
   const auto* end = p + length;
   // Every sequence yields one wide character, so length + 1 always holds them.
   while (p < end) *out++ = decodeUtf8(p);
-  return block;
+  return text;
 }
 
 }  // namespace nadiro::channels

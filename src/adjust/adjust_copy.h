@@ -9,6 +9,7 @@
 #include "frame/companion.h"
 #include "frame/dib.h"
 #include "frame/guards.h"
+#include "frame/open_image.h"
 #include "frame/progress.h"
 #include "frame/thread_state.h"
 
@@ -20,13 +21,6 @@ inline constexpr int32_t kColumnsPerStep = 5;
 // Mode 1 progress, 2 parameter dialog, 3 both; exact comparisons.
 inline bool wantsProgress(int32_t mode) { return mode == 1 || mode == 3; }
 inline bool wantsDialog(int32_t mode) { return mode == 2 || mode == 3; }
-
-// The first step of these exports: last-error code and cancel flag cleared.
-inline void beginAdjustment() {
-  ThreadErrorBlockData* b = ThreadErrorBlock();
-  b->lastError = NADIRO_OK;
-  b->cancel = 0;
-}
 
 // The work units given to the progress dialog for a picture width.
 enum class ProgressUnits {
@@ -50,13 +44,13 @@ inline int32_t progressTotal(ProgressUnits units, uint32_t width) {
 template <class Kernel>
 void walkColumns(const Picture& p, bool showing, const Kernel& kernel) {
   if (!showing) {
-    applyRows(p, kernel);
+    applyColumns(p, 0, p.width, kernel);
     return;
   }
   const uint32_t band = static_cast<uint32_t>(kColumnsPerStep);
   for (uint32_t x = 0; x < p.width; x += band) {
     if (cancelRequested()) return;
-    if (progressOpen()) ProgressStep();
+    if (progressOpen()) progressStep();
     if (cancelRequested()) return;  // the copy is thrown away: skip the band
     applyColumns(p, x, p.width - x < band ? p.width : x + band, kernel);
   }
@@ -73,13 +67,12 @@ void walkColumns(const Picture& p, bool showing, const Kernel& kernel) {
 template <class Dialog, class MakeKernel>
 MemHandle adjustCopy(MemHandle image, int32_t mode, void* owner, ProgressUnits units,
                      const Dialog& dialog, const MakeKernel& makeKernel) {
-  LockedBlock source(image);
-  if (!source || source.size() < dib::kInfoHeaderSize) return nullptr;
-  if (dib::load<uint16_t>(source.data(), dib::kBitCount) != 24) return nullptr;
-  const auto layout = dib::measure(source.data(), source.size());
+  const OpenImage source(image);
+  if (!source.hasHeader() || source.header().bitCount != 24) return nullptr;
+  const auto layout = source.layout();
   if (!layout) return nullptr;
 
-  OwnedBlock copy(dib::DibDuplicate(image));
+  OwnedBlock copy(dib::dibDuplicate(image));
   if (!copy) {
     setLastError(NADIRO_ERR_NO_MEMORY);
     return nullptr;
@@ -89,13 +82,13 @@ MemHandle adjustCopy(MemHandle image, int32_t mode, void* owner, ProgressUnits u
 
   if (wantsDialog(mode) && dialog() == DialogResult::Cancelled) return nullptr;
   const bool showing = wantsProgress(mode);
-  if (showing && !ProgressCreate(owner, progressTotal(units, layout->width), kColumnsPerStep))
+  if (showing && !progressCreate(owner, progressTotal(units, layout->width), kColumnsPerStep))
     return nullptr;
 
   const Picture picture{work.data() + layout->pixelOffset, layout->stride, layout->width,
                         layout->height};
   walkColumns(picture, showing, makeKernel());
-  if (showing) ProgressDestroy();
+  if (showing) progressDestroy();
   if (cancelRequested()) return nullptr;
   work.unlock();
   return copy.release();

@@ -7,20 +7,10 @@
 #include <cstdint>
 #include <span>
 
-#include "channels/engine.h"
+#include "channels/convolution_engine.h"
+#include "channels/convolution_file.h"
 
 namespace nadiro::channels {
-
-// Error codes of the convolution (its errorOut argument).
-enum ConvolutionError : uint32_t {
-  kConvOk = 0,
-  kConvNoMemory = 1,     // work buffer or new image could not be allocated
-  kConvBadArgument = 8,  // handle, header, kernel source, size, file, kernel limits
-  kConvNotRgb24 = 13,    // bit count not 24
-  kConvCannotLock = 17,  // a block could not be locked
-  kConvCompressed = 18,  // compression not 0
-  kConvEmpty = 19,       // width or height 0
-};
 
 // Largest magnitude of one weight, and of the sum of the positive weights
 // and of the negative ones: 127 * 255 stays inside a 16-bit sum.
@@ -48,5 +38,11 @@ bool withinLimits(const CallerKernel& k);
 // The divisor rule: the given divisor, or the weight sum when it is 0, or 1
 // when that is 0; a negative divisor flips the sign of every weight.
 Kernel prepareCallerKernel(const CallerKernel& k, int32_t n);
+
+// The kernel of a call from its kernel source and size (the low 16 bits of
+// each argument): NADIRO_PIXEL_OK with `kernel` filled, or
+// NADIRO_PIXEL_BAD_ARGUMENT for a source, size, file or kernel refused.
+uint32_t chooseKernel(uint16_t source, int16_t n, const int16_t* array, const KernelFileName& file,
+                      Kernel& kernel);
 
 }  // namespace nadiro::channels

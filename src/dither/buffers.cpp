@@ -1,12 +1,14 @@
-// The dithering frame: geometry of the scratch blocks, channel expansion,
-// grey rows, the fixed palettes, bit-plane merging and the export frame
-// around a method's image core.
-#include "dither/frame.h"
+// What the dithering exports share: geometry of the scratch blocks, channel
+// expansion, grey rows, the fixed palettes, bit-plane merging and the run
+// from the source to the output around a method's image core.
+#include "dither/buffers.h"
 
 #include <array>
 #include <cstring>
+#include <memory>
 
 #include "frame/dib.h"
+#include "frame/scratch.h"
 #include "frame/thread_state.h"
 #include "nadiro/nadiro.h"
 
@@ -63,14 +65,11 @@ uint64_t pixelOffsetFor(uint16_t depth) {
   }
 }
 
-// A zero-byte movable block has no address on Windows (locking it fails),
-// so an empty image fails the same way on every platform.
-bool allocateLocked(uint64_t bytes, OwnedBlock& owned, LockedBlock& locked) {
-  if (bytes == 0) return false;
-  owned = OwnedBlock::allocate(bytes);
-  if (!owned) return false;
-  locked = LockedBlock(owned.get());
-  return static_cast<bool>(locked);
+// Scratch of `bytes` zeroed bytes. None for 0 bytes: the module has always
+// failed there (a zero-byte movable block has no address on Windows), so an
+// empty image fails the same way on every platform.
+std::unique_ptr<uint8_t[]> allocateNonEmpty(uint64_t bytes) {
+  return bytes == 0 ? nullptr : allocateScratch<uint8_t>(bytes);
 }
 
 }  // namespace
@@ -97,7 +96,7 @@ uint64_t errorBlockBytes(uint32_t bits, uint32_t rowsPerChannel, uint32_t rowLen
 
 uint32_t outputStride(uint32_t bits, uint32_t width) { return ((width * bits + 31) >> 5) << 2; }
 
-void ExpandRowToChannels(const SourceRows& source, uint32_t y, const ChannelRows& out) {
+void expandRowToChannels(const SourceRows& source, uint32_t y, const ChannelRows& out) {
   const uint8_t* row = source.row(y);
   const uint32_t width = source.width;
   uint8_t* r = out.red;
@@ -142,23 +141,7 @@ std::span<const uint8_t> ditherPalette(uint32_t bits) {
   return kPalette8;
 }
 
-void BuildDitherHeader(uint8_t* out, uint32_t bits, int32_t width, int32_t height,
-                       uint32_t imageSize) {
-  dib::Header h;
-  h.width = width;
-  h.height = height;
-  h.planes = 1;
-  h.bitCount = static_cast<uint16_t>(bits);
-  h.compression = 0;
-  h.sizeImage = imageSize;
-  h.clrUsed = 1u << bits;
-  h.clrImportant = 0;
-  dib::writeHeader(out, h);
-  const auto palette = ditherPalette(bits);
-  std::memcpy(out + dib::kInfoHeaderSize, palette.data(), palette.size());
-}
-
-void MergeBitPlanes(std::span<const uint8_t> planes, uint32_t width, uint32_t height,
+void mergeBitPlanes(std::span<const uint8_t> planes, uint32_t width, uint32_t height,
                     std::span<uint8_t> out) {
   const size_t s1 = planeStride(4, width);
   const size_t so = outputStride(4, width);
@@ -230,18 +213,17 @@ MemHandle runDitherFrame(LockedBlock& sourceBlock, const SourceRows& source, uin
   const int32_t xRes = dib::load<int32_t>(sourceBlock.data(), dib::kXPelsPerMeter);
   const int32_t yRes = dib::load<int32_t>(sourceBlock.data(), dib::kYPelsPerMeter);
 
-  OwnedBlock channelBlock, planeBlock, workBlock;
-  LockedBlock channels, planes, work;
-  if (!allocateLocked(3 * uint64_t{rowLength}, channelBlock, channels) ||
-      !allocateLocked(planeBlockBytes(bits, width, height), planeBlock, planes) ||
-      !allocateLocked(workBytes, workBlock, work))
+  const uint64_t planeBytes = planeBlockBytes(bits, width, height);
+  std::unique_ptr<uint8_t[]> channels, planes, work;
+  if (!(channels = allocateNonEmpty(3 * uint64_t{rowLength})) ||
+      !(planes = allocateNonEmpty(planeBytes)) || !(work = allocateNonEmpty(workBytes)))
     return nullptr;
 
   DitherBuffers buffers;
-  buffers.channels = {channels.data(), channels.data() + rowLength,
-                      channels.data() + 2 * size_t{rowLength}};
-  buffers.planes = planes.data();
-  buffers.work = work.data();
+  buffers.channels = {channels.get(), channels.get() + rowLength,
+                      channels.get() + 2 * size_t{rowLength}};
+  buffers.planes = planes.get();
+  buffers.work = work.get();
   buffers.rowLength = rowLength;
   core(source, bits, buffers, context);
   sourceBlock.unlock();
@@ -253,15 +235,20 @@ MemHandle runDitherFrame(LockedBlock& sourceBlock, const SourceRows& source, uin
   if (!result) return nullptr;
   LockedBlock out(result.get());
   if (!out) return nullptr;
-  BuildDitherHeader(out.data(), bits, static_cast<int32_t>(width), static_cast<int32_t>(height),
-                    static_cast<uint32_t>(imageBytes));
-  dib::store(out.data(), dib::kXPelsPerMeter, xRes);
-  dib::store(out.data(), dib::kYPelsPerMeter, yRes);
+  dib::writeNewImageHeader(out.data(),
+                           {.width = static_cast<int32_t>(width),
+                            .height = static_cast<int32_t>(height),
+                            .bitCount = static_cast<uint16_t>(bits),
+                            .sizeImage = static_cast<uint32_t>(imageBytes),
+                            .xPelsPerMeter = xRes,
+                            .yPelsPerMeter = yRes,
+                            .clrUsed = 1u << bits},
+                           ditherPalette(bits));
   const auto rows = out.bytes().subspan(static_cast<size_t>(dib::kInfoHeaderSize + paletteBytes));
   if (bits == 4)
-    MergeBitPlanes(planes.bytes(), width, height, rows);
+    mergeBitPlanes({planes.get(), static_cast<size_t>(planeBytes)}, width, height, rows);
   else
-    std::memcpy(rows.data(), planes.data(), static_cast<size_t>(imageBytes));
+    std::memcpy(rows.data(), planes.get(), static_cast<size_t>(imageBytes));
   out.unlock();
   setPixelStatus(NADIRO_PIXEL_OK);
   return result.release();

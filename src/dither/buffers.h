@@ -1,4 +1,4 @@
-// The frame shared by the dithering exports: where a source image's pixels
+// What the dithering exports share: where a source image's pixels
 // lie, the splitting of a source row into three 8-bit channel rows, the grey
 // row of 1-bit targets, the padded 16-bit working rows, the scratch blocks,
 // and the output image with its fixed 1, 4 or 8-bit palette.
@@ -69,7 +69,7 @@ struct ChannelRows {
 // byte for 4 bits, high nibble first). The expansion stops at the width:
 // padding pixels are never consumed, and expanding them could read past
 // the row (and for the last stored row past the block).
-void ExpandRowToChannels(const SourceRows& source, uint32_t y, const ChannelRows& out);
+void expandRowToChannels(const SourceRows& source, uint32_t y, const ChannelRows& out);
 // Replaces the red row by (red * 30 + green * 59 + blue * 11) / 100.
 void greyRow(const ChannelRows& rows, uint32_t width);
 
@@ -96,12 +96,9 @@ class WorkRows {
 // The 16 or 256-entry palette for a 4 or 8-bit target, the two entries for
 // a 1-bit target; entries blue, green, red, reserved.
 std::span<const uint8_t> ditherPalette(uint32_t bits);
-// Writes the output header and palette; resolution is left for the caller.
-void BuildDitherHeader(uint8_t* out, uint32_t bits, int32_t width, int32_t height,
-                       uint32_t imageSize);
 // Joins three bit planes (red, green, blue, stride S1) into 4-bit rows of
 // stride So: pixel index = red * 8 + green * 4 + blue * 2.
-void MergeBitPlanes(std::span<const uint8_t> planes, uint32_t width, uint32_t height,
+void mergeBitPlanes(std::span<const uint8_t> planes, uint32_t width, uint32_t height,
                     std::span<uint8_t> out);
 
 // The scratch blocks of one call, locked for its whole length.
@@ -112,7 +109,7 @@ struct DitherBuffers {
   uint32_t rowLength = 0;     // L
 };
 
-// ---- The export frame -------------------------------------------------
+// ---- Opening the source and making the output ---------------------------
 
 // The argument checks of an export family; the two families differ on
 // purpose in the depths they offer and in their codes.
