@@ -27,8 +27,7 @@ struct Kernel {
   std::array<int32_t, kKernelColumns * kKernelRows> weights;
 };
 
-inline constexpr uint32_t kBuiltInKernels = 9;  // NadiroDitherKernel 0..8
-const Kernel& builtInKernel(uint32_t which);
+inline constexpr uint32_t kBuiltInKernels = 9;  // NadiroDitherKernel 0..8; see kernels.h
 // True when no tap reaches a pixel already quantised (row 0 at or left of
 // the origin) and the sizes and divisor are in range.
 bool kernelIsValid(const Kernel& k);
@@ -69,32 +68,84 @@ using Work = std::array<float, 3>;
 // of the cell, and a query compares only those.
 class NearestTable {
  public:
+  static constexpr uint32_t kCellBits = 5;  // 2^kCellBits cells a side
+  static constexpr uint32_t kCellShift = 8 - kCellBits;
+  static constexpr uint32_t kCells = 1u << (3 * kCellBits);
   NearestTable(std::span<const Work> palette, Work weights);
-  // c clamped to 0 .. 255 on each channel.
-  uint8_t find(const Work& c) {
-    const uint32_t cell = (static_cast<uint32_t>(c[0]) >> 3) << 10 |
-                          (static_cast<uint32_t>(c[1]) >> 3) << 5 |
-                          static_cast<uint32_t>(c[2]) >> 3;
-    Cell& entry = cells_[cell];
-    if (entry.count == 0) build(cell);
-    if (entry.count == 1) return candidates_[entry.first];
-    return refine(c, entry);
+  NearestTable(const NearestTable&) = delete;
+  NearestTable& operator=(const NearestTable&) = delete;
+
+  // The table's blocks never move once made (the candidate lists have room
+  // for every cell), so a pixel loop can hold their addresses in registers:
+  // a Finder is that loop's copy.
+  class Finder {
+   public:
+    // c clamped to 0 .. 255 on each channel.
+    uint8_t find(const Work& c) const {
+      const uint32_t cell = (static_cast<uint32_t>(c[0]) >> kCellShift) << (2 * kCellBits) |
+                            (static_cast<uint32_t>(c[1]) >> kCellShift) << kCellBits |
+                            static_cast<uint32_t>(c[2]) >> kCellShift;
+      uint32_t entry = cells_[cell];
+      if (entry == kUnbuilt) entry = owner_->build(cell);
+      // One candidate (most cells): the entry is its index.
+      if ((entry & kCountMask) == 1) return static_cast<uint8_t>(entry >> kCountBits);
+      return refine(c, entry);
+    }
+    float distance(const Work& c, uint32_t index) const {
+      const Work& p = palette_[index];
+      const float d0 = c[0] - p[0], d1 = c[1] - p[1], d2 = c[2] - p[2];
+      return weights_[0] * d0 * d0 + weights_[1] * d1 * d1 + weights_[2] * d2 * d2;
+    }
+
+   private:
+    friend class NearestTable;
+    Finder(NearestTable* owner, const uint32_t* cells, const uint8_t* candidates,
+           const Work* palette, Work weights)
+        : owner_(owner),
+          cells_(cells),
+          candidates_(candidates),
+          palette_(palette),
+          weights_(weights) {}
+    // The nearest of a cell's candidates, written for conditional moves.
+    uint8_t refine(const Work& c, uint32_t entry) const {
+      const uint8_t* list = candidates_ + (entry >> kCountBits);
+      const uint32_t count = entry & kCountMask;
+      uint32_t best = list[0];
+      float bestDistance = distance(c, best);
+      for (uint32_t i = 1; i < count; ++i) {
+        const uint32_t candidate = list[i];
+        const float d = distance(c, candidate);
+        const bool nearer = d < bestDistance;
+        best = nearer ? candidate : best;
+        bestDistance = nearer ? d : bestDistance;
+      }
+      return static_cast<uint8_t>(best);
+    }
+    NearestTable* owner_;
+    const uint32_t* cells_;
+    const uint8_t* candidates_;
+    const Work* palette_;
+    Work weights_;
+  };
+  Finder finder() {
+    return Finder(this, cells_.data(), candidates_.data(), palette_.data(), weights_);
   }
-  float distance(const Work& c, uint32_t index) const;
+
+  uint8_t find(const Work& c) { return finder().find(c); }
 
  private:
-  struct Cell {
-    uint32_t first = 0;
-    uint32_t count = 0;  // 0 until built
-  };
-  void build(uint32_t cell);
-  uint8_t refine(const Work& c, const Cell& entry) const;
+  // A cell is one word: the candidate count in the low bits, above them
+  // the index itself for a single candidate, else where its list starts.
+  static constexpr uint32_t kCountBits = 9;
+  static constexpr uint32_t kCountMask = (1u << kCountBits) - 1;
+  static constexpr uint32_t kUnbuilt = 0;
+  uint32_t build(uint32_t cell);
 
   std::vector<Work> palette_;
   Work weights_;
-  std::vector<Cell> cells_;
-  std::vector<uint8_t> candidates_;
-  std::vector<double> scratch_;  // build's per-entry distances
+  std::vector<uint32_t> cells_;
+  std::vector<uint8_t> candidates_;  // capacity for every cell: never reallocated
+  std::vector<double> scratch_;      // build's per-entry distances
 };
 
 // ---- the dithering run (engine.cpp) ---------------------------------------------
@@ -104,6 +155,7 @@ enum class Method : uint32_t { Diffusion, Ordered, Nearest };
 struct Settings {
   Method method = Method::Diffusion;
   Kernel kernel{};
+  uint32_t builtIn = kBuiltInKernels;  // the kernel's number in kernels.h, if it is one
   RankMatrix const* matrix = nullptr;  // ordered
   bool serpentine = true;
   float strength = 1.0f;  // 0 .. 1

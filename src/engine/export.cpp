@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "engine/engine.h"
+#include "engine/kernels.h"
 #include "frame/progress.h"
 #include "nadiro/dither_engine.h"
 
@@ -246,8 +247,9 @@ int32_t run(const NadiroDitherSource& src, NadiroDitherTarget& target,
   const std::vector<Rgb> palette = paletteOf(o, s);
   Settings settings;
   settings.method = static_cast<Method>(o.method);
-  settings.kernel =
-      o.kernel == NADIRO_KERNEL_CUSTOM ? kernelOf(o.customKernel) : builtInKernel(o.kernel);
+  const bool custom = o.kernel == NADIRO_KERNEL_CUSTOM;
+  settings.kernel = custom ? kernelOf(o.customKernel) : builtInKernel(o.kernel);
+  settings.builtIn = custom ? kBuiltInKernels : o.kernel;
   std::optional<RankMatrix> matrix;
   if (settings.method == Method::Ordered) matrix = matrixOf(o);
   settings.matrix = matrix ? &*matrix : nullptr;

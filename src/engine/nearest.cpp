@@ -11,26 +11,20 @@
 namespace nadiro::engine {
 
 namespace {
-constexpr uint32_t kCellsPerSide = 32;
-constexpr double kCellSide = 256.0 / kCellsPerSide;
+constexpr double kCellSide = 1 << NearestTable::kCellShift;
 }  // namespace
 
 NearestTable::NearestTable(std::span<const Work> palette, Work weights)
-    : palette_(palette.begin(), palette.end()),
-      weights_(weights),
-      cells_(kCellsPerSide * kCellsPerSide * kCellsPerSide) {}
-
-float NearestTable::distance(const Work& c, uint32_t index) const {
-  const Work& p = palette_[index];
-  const float d0 = c[0] - p[0], d1 = c[1] - p[1], d2 = c[2] - p[2];
-  return weights_[0] * d0 * d0 + weights_[1] * d1 * d1 + weights_[2] * d2 * d2;
+    : palette_(palette.begin(), palette.end()), weights_(weights), cells_(kCells, kUnbuilt) {
+  candidates_.reserve(cells_.size() * palette_.size());
+  scratch_.resize(palette_.size());
 }
 
-void NearestTable::build(uint32_t cell) {
-  const uint32_t at[3] = {cell >> 10, cell >> 5 & 31, cell & 31};
+uint32_t NearestTable::build(uint32_t cell) {
+  constexpr uint32_t kMask = (1u << kCellBits) - 1;
+  const uint32_t at[3] = {cell >> (2 * kCellBits), cell >> kCellBits & kMask, cell & kMask};
   const size_t n = palette_.size();
   std::vector<double>& nearSide = scratch_;
-  nearSide.resize(n);
   double bound = INFINITY;
   for (size_t i = 0; i < n; ++i) {
     double lo = 0, hi = 0;
@@ -47,25 +41,19 @@ void NearestTable::build(uint32_t cell) {
   // A little slack: an extra candidate costs a comparison, a missing one
   // would cost exactness under float rounding.
   bound = bound * (1 + 1e-6) + 1e-3;
-  Cell& entry = cells_[cell];
-  entry.first = static_cast<uint32_t>(candidates_.size());
+  const uint32_t first = static_cast<uint32_t>(candidates_.size());
   for (size_t i = 0; i < n; ++i)
     if (nearSide[i] <= bound) candidates_.push_back(static_cast<uint8_t>(i));
-  entry.count = static_cast<uint32_t>(candidates_.size()) - entry.first;
-}
-
-uint8_t NearestTable::refine(const Work& c, const Cell& entry) const {
-  const uint8_t* list = candidates_.data() + entry.first;
-  uint8_t best = list[0];
-  float bestDistance = distance(c, best);
-  for (uint32_t i = 1; i < entry.count; ++i) {
-    const float d = distance(c, list[i]);
-    if (d < bestDistance) {
-      bestDistance = d;
-      best = list[i];
-    }
+  const uint32_t count = static_cast<uint32_t>(candidates_.size()) - first;
+  uint32_t entry = count;
+  if (count == 1) {
+    entry |= uint32_t{candidates_.back()} << kCountBits;
+    candidates_.pop_back();
+  } else {
+    entry |= first << kCountBits;
   }
-  return best;
+  cells_[cell] = entry;
+  return entry;
 }
 
 }  // namespace nadiro::engine
