@@ -87,9 +87,9 @@ class NearestTable {
                             static_cast<uint32_t>(c[2]) >> kCellShift;
       uint32_t entry = cells_[cell];
       if (entry == kUnbuilt) entry = owner_->build(cell);
-      // One candidate (most cells): the entry is its index.
-      if ((entry & kCountMask) == 1) return static_cast<uint8_t>(entry >> kCountBits);
-      return refine(c, entry);
+      // One candidate (most cells): the entry holds its index.
+      if (entry & kSingle) return static_cast<uint8_t>(entry);
+      return refine(c, lists_[cell]);
     }
     float distance(const Work& c, uint32_t index) const {
       const Work& p = palette_[index];
@@ -99,10 +99,11 @@ class NearestTable {
 
    private:
     friend class NearestTable;
-    Finder(NearestTable* owner, const uint32_t* cells, const uint8_t* candidates,
-           const Work* palette, Work weights)
+    Finder(NearestTable* owner, const uint16_t* cells, const uint32_t* lists,
+           const uint8_t* candidates, const Work* palette, Work weights)
         : owner_(owner),
           cells_(cells),
+          lists_(lists),
           candidates_(candidates),
           palette_(palette),
           weights_(weights) {}
@@ -122,28 +123,35 @@ class NearestTable {
       return static_cast<uint8_t>(best);
     }
     NearestTable* owner_;
-    const uint32_t* cells_;
+    const uint16_t* cells_;
+    const uint32_t* lists_;
     const uint8_t* candidates_;
     const Work* palette_;
     Work weights_;
   };
   Finder finder() {
-    return Finder(this, cells_.data(), candidates_.data(), palette_.data(), weights_);
+    return Finder(this, cells_.data(), lists_.data(), candidates_.data(), palette_.data(),
+                  weights_);
   }
 
   uint8_t find(const Work& c) { return finder().find(c); }
 
  private:
-  // A cell is one word: the candidate count in the low bits, above them
-  // the index itself for a single candidate, else where its list starts.
+  // A cell is a 16-bit word (the table stays small enough for the first
+  // cache level): kSingle plus the index for a lone candidate, kMany when
+  // the cell's list word in lists_ (count in the low bits, where the list
+  // starts above them) tells the candidates, kUnbuilt before first use.
+  static constexpr uint32_t kUnbuilt = 0;
+  static constexpr uint32_t kMany = 1;
+  static constexpr uint32_t kSingle = 0x8000;
   static constexpr uint32_t kCountBits = 9;
   static constexpr uint32_t kCountMask = (1u << kCountBits) - 1;
-  static constexpr uint32_t kUnbuilt = 0;
   uint32_t build(uint32_t cell);
 
   std::vector<Work> palette_;
   Work weights_;
-  std::vector<uint32_t> cells_;
+  std::vector<uint16_t> cells_;
+  std::vector<uint32_t> lists_;
   std::vector<uint8_t> candidates_;  // capacity for every cell: never reallocated
   std::vector<double> scratch_;      // build's per-entry distances
 };

@@ -15,7 +15,10 @@ constexpr double kCellSide = 1 << NearestTable::kCellShift;
 }  // namespace
 
 NearestTable::NearestTable(std::span<const Work> palette, Work weights)
-    : palette_(palette.begin(), palette.end()), weights_(weights), cells_(kCells, kUnbuilt) {
+    : palette_(palette.begin(), palette.end()),
+      weights_(weights),
+      cells_(kCells, kUnbuilt),
+      lists_(kCells) {
   candidates_.reserve(cells_.size() * palette_.size());
   scratch_.resize(palette_.size());
 }
@@ -45,15 +48,14 @@ uint32_t NearestTable::build(uint32_t cell) {
   for (size_t i = 0; i < n; ++i)
     if (nearSide[i] <= bound) candidates_.push_back(static_cast<uint8_t>(i));
   const uint32_t count = static_cast<uint32_t>(candidates_.size()) - first;
-  uint32_t entry = count;
   if (count == 1) {
-    entry |= uint32_t{candidates_.back()} << kCountBits;
+    cells_[cell] = static_cast<uint16_t>(kSingle | candidates_.back());
     candidates_.pop_back();
   } else {
-    entry |= first << kCountBits;
+    lists_[cell] = first << kCountBits | count;
+    cells_[cell] = kMany;
   }
-  cells_[cell] = entry;
-  return entry;
+  return cells_[cell];
 }
 
 }  // namespace nadiro::engine
