@@ -137,8 +137,8 @@ class NearestTable {
   uint8_t find(const Work& c) { return finder().find(c); }
 
  private:
-  // A cell is a 16-bit word (the table stays small enough for the first
-  // cache level): kSingle plus the index for a lone candidate, kMany when
+  // A cell is a 16-bit word (a 64 KiB table, of which the cells a picture
+  // uses stay in the first cache level): kSingle plus the index for a lone candidate, kMany when
   // the cell's list word in lists_ (count in the low bits, where the list
   // starts above them) tells the candidates, kUnbuilt before first use.
   static constexpr uint32_t kUnbuilt = 0;

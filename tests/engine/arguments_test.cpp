@@ -25,93 +25,60 @@ struct BadCase {
   int32_t code;
 };
 
+void kernel(Call& c, NadiroCustomKernel k) {
+  c.options.kernel = NADIRO_KERNEL_CUSTOM;
+  c.options.customKernel = k;
+}
+void ordered(Call& c, uint32_t matrix, uint32_t side, NadiroCustomMatrix custom = {}) {
+  c.options.method = NADIRO_METHOD_ORDERED;
+  c.options.matrix = matrix;
+  c.options.matrixSize = side;
+  c.options.customMatrix = custom;
+}
+void custom(Call& c, uint32_t count, const uint8_t* colours) {
+  c.options.palette = NADIRO_PALETTE_CUSTOM;
+  c.options.paletteCount = count;
+  c.options.paletteColors = colours;
+}
+
 TEST(EngineArguments, RefusedWithTheirCodeAndTargetUntouched) {
   std::vector<uint8_t> pixels(8 * 6 * 4, 90);
-  const uint16_t matrix[4] = {0, 1, 2, 3};
-  const uint8_t colours[6] = {0, 0, 0, 255, 255, 255};
+  static const uint16_t kMatrix[4] = {0, 1, 2, 3};
+  static const uint8_t kColours[6] = {0, 0, 0, 255, 255, 255};
+  // clang-format off
   const BadCase cases[] = {
       {"source pixels", [](Call& c) { c.source.pixels = nullptr; }, NADIRO_DITHER_NULL_ARGUMENT},
       {"target pixels", [](Call& c) { c.target.pixels = nullptr; }, NADIRO_DITHER_NULL_ARGUMENT},
       {"options size", [](Call& c) { c.options.size = 12; }, NADIRO_DITHER_BAD_OPTIONS_SIZE},
-      {"options size first", [](Call& c) { c.options.size = 0, c.source.width = 0; },
-       NADIRO_DITHER_BAD_OPTIONS_SIZE},
+      {"options size first", [](Call& c) { c.options.size = 0, c.source.width = 0; }, NADIRO_DITHER_BAD_OPTIONS_SIZE},
       {"width 0", [](Call& c) { c.source.width = 0; }, NADIRO_DITHER_BAD_SIZE},
       {"height 0", [](Call& c) { c.source.height = 0; }, NADIRO_DITHER_BAD_SIZE},
       {"huge width", [](Call& c) { c.source.width = 70000; }, NADIRO_DITHER_BAD_SIZE},
-      {"size before format", [](Call& c) { c.source.height = 0, c.source.format = 0; },
-       NADIRO_DITHER_BAD_SIZE},
+      {"size before format", [](Call& c) { c.source.height = 0, c.source.format = 0; }, NADIRO_DITHER_BAD_SIZE},
       {"source format", [](Call& c) { c.source.format = 0; }, NADIRO_DITHER_BAD_FORMAT},
-      {"indices as source", [](Call& c) { c.source.format = NADIRO_PIXELS_INDEX8; },
-       NADIRO_DITHER_BAD_FORMAT},
+      {"indices as source", [](Call& c) { c.source.format = NADIRO_PIXELS_INDEX8; }, NADIRO_DITHER_BAD_FORMAT},
       {"target format", [](Call& c) { c.target.format = 99; }, NADIRO_DITHER_BAD_FORMAT},
       {"source stride", [](Call& c) { c.source.stride = 23; }, NADIRO_DITHER_BAD_STRIDE},
       {"target stride", [](Call& c) { c.target.stride = 7; }, NADIRO_DITHER_BAD_STRIDE},
       {"method", [](Call& c) { c.options.method = 3; }, NADIRO_DITHER_BAD_METHOD},
       {"kernel", [](Call& c) { c.options.kernel = 10; }, NADIRO_DITHER_BAD_METHOD},
-      {"matrix", [](Call& c) { c.options.method = NADIRO_METHOD_ORDERED, c.options.matrix = 4; },
-       NADIRO_DITHER_BAD_METHOD},
-      {"kernel tap on a done pixel",
-       [](Call& c) {
-         c.options.kernel = NADIRO_KERNEL_CUSTOM;
-         c.options.customKernel = {3, 2, 1, 16, {}};
-         c.options.customKernel.weights[0] = 7;
-       },
-       NADIRO_DITHER_BAD_KERNEL},
-      {"kernel divisor 0",
-       [](Call& c) {
-         c.options.kernel = NADIRO_KERNEL_CUSTOM;
-         c.options.customKernel = {3, 2, 1, 0, {}};
-       },
-       NADIRO_DITHER_BAD_KERNEL},
-      {"kernel too wide",
-       [](Call& c) {
-         c.options.kernel = NADIRO_KERNEL_CUSTOM;
-         c.options.customKernel = {10, 2, 1, 16, {}};
-       },
-       NADIRO_DITHER_BAD_KERNEL},
-      {"bayer 6",
-       [](Call& c) {
-         c.options.method = NADIRO_METHOD_ORDERED, c.options.matrix = 0, c.options.matrixSize = 6;
-       },
-       NADIRO_DITHER_BAD_MATRIX},
-      {"clustered 2",
-       [](Call& c) {
-         c.options.method = NADIRO_METHOD_ORDERED, c.options.matrix = 1, c.options.matrixSize = 2;
-       },
-       NADIRO_DITHER_BAD_MATRIX},
-      {"matrix values null",
-       [](Call& c) {
-         c.options.method = NADIRO_METHOD_ORDERED;
-         c.options.matrix = NADIRO_MATRIX_CUSTOM;
-         c.options.customMatrix = {2, 2, nullptr};
-       },
-       NADIRO_DITHER_BAD_MATRIX},
-      {"matrix too tall",
-       [&](Call& c) {
-         c.options.method = NADIRO_METHOD_ORDERED;
-         c.options.matrix = NADIRO_MATRIX_CUSTOM;
-         c.options.customMatrix = {2, 65, matrix};
-       },
-       NADIRO_DITHER_BAD_MATRIX},
+      {"matrix", [](Call& c) { ordered(c, 4, 8); }, NADIRO_DITHER_BAD_METHOD},
+      {"kernel tap on a done pixel", [](Call& c) { kernel(c, {3, 2, 1, 16, {7}}); }, NADIRO_DITHER_BAD_KERNEL},
+      {"kernel divisor 0", [](Call& c) { kernel(c, {3, 2, 1, 0, {}}); }, NADIRO_DITHER_BAD_KERNEL},
+      {"kernel too wide", [](Call& c) { kernel(c, {10, 2, 1, 16, {}}); }, NADIRO_DITHER_BAD_KERNEL},
+      {"bayer 6", [](Call& c) { ordered(c, NADIRO_MATRIX_BAYER, 6); }, NADIRO_DITHER_BAD_MATRIX},
+      {"clustered 2", [](Call& c) { ordered(c, NADIRO_MATRIX_CLUSTERED, 2); }, NADIRO_DITHER_BAD_MATRIX},
+      {"matrix values null", [](Call& c) { ordered(c, NADIRO_MATRIX_CUSTOM, 0, {2, 2, nullptr}); }, NADIRO_DITHER_BAD_MATRIX},
+      {"matrix too tall", [](Call& c) { ordered(c, NADIRO_MATRIX_CUSTOM, 0, {2, 65, kMatrix}); }, NADIRO_DITHER_BAD_MATRIX},
       {"palette", [](Call& c) { c.options.palette = 7; }, NADIRO_DITHER_BAD_PALETTE},
-      {"palette colours null",
-       [](Call& c) {
-         c.options.palette = NADIRO_PALETTE_CUSTOM;
-         c.options.paletteCount = 2;
-       },
-       NADIRO_DITHER_BAD_PALETTE},
-      {"palette of 257",
-       [&](Call& c) {
-         c.options.palette = NADIRO_PALETTE_CUSTOM;
-         c.options.paletteCount = 257;
-         c.options.paletteColors = colours;
-       },
-       NADIRO_DITHER_BAD_PALETTE},
+      {"palette colours null", [](Call& c) { custom(c, 2, nullptr); }, NADIRO_DITHER_BAD_PALETTE},
+      {"palette of 257", [](Call& c) { custom(c, 257, kColours); }, NADIRO_DITHER_BAD_PALETTE},
       {"no colours wanted", [](Call& c) { c.options.paletteCount = 0; }, NADIRO_DITHER_BAD_PALETTE},
       {"strength 101", [](Call& c) { c.options.strength = 101; }, NADIRO_DITHER_BAD_SETTING},
       {"space", [](Call& c) { c.options.space = 2; }, NADIRO_DITHER_BAD_SETTING},
       {"distance", [](Call& c) { c.options.distance = 2; }, NADIRO_DITHER_BAD_SETTING},
   };
+  // clang-format on
   for (const BadCase& bad : cases) {
     std::vector<uint8_t> out(8 * 6 * 4, 0x5A);
     Call c{{pixels.data(), 8, 6, 32, NADIRO_PIXELS_RGBA32},

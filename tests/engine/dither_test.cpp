@@ -270,26 +270,5 @@ TEST(Engine, ChosenPalettesAreDeterministicAndExactForFewColours) {
   }
 }
 
-TEST(Engine, KMeansFitsBetterThanMedianCut) {
-  // Mean squared error of the nearest mapping on noise: Lloyd's steps
-  // from the median cut's colours can only lower it.
-  const Pixels noise = noisePicture(96, 64, 12);
-  double error[2] = {};
-  int which = 0;
-  for (uint32_t how : {NADIRO_PALETTE_MEDIAN_CUT, NADIRO_PALETTE_KMEANS}) {
-    NadiroDitherOptions o = optionsWith(how, NADIRO_METHOD_NEAREST);
-    o.paletteCount = 8;
-    const Dithered d = ditherToIndices(noise, o);
-    for (size_t i = 0; i < d.indices.size(); ++i)
-      for (size_t k = 0; k < 3; ++k) {
-        const double e =
-            static_cast<double>(noise.bytes[3 * i + k]) - d.palette[3 * d.indices[i] + k];
-        error[which] += e * e;
-      }
-    ++which;
-  }
-  EXPECT_LT(error[1], error[0]);
-}
-
 }  // namespace
 }  // namespace nadiro::test
