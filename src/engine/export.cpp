@@ -247,9 +247,12 @@ int32_t run(const NadiroDitherSource& src, NadiroDitherTarget& target,
   const std::vector<Rgb> palette = paletteOf(o, s);
   Settings settings;
   settings.method = static_cast<Method>(o.method);
-  const bool custom = o.kernel == NADIRO_KERNEL_CUSTOM;
-  settings.kernel = custom ? kernelOf(o.customKernel) : builtInKernel(o.kernel);
-  settings.builtIn = custom ? kBuiltInKernels : o.kernel;
+  // The kernel and matrix fields were checked only if the method uses them.
+  if (settings.method == Method::Diffusion) {
+    const bool custom = o.kernel == NADIRO_KERNEL_CUSTOM;
+    settings.kernel = custom ? kernelOf(o.customKernel) : builtInKernel(o.kernel);
+    settings.builtIn = custom ? kBuiltInKernels : o.kernel;
+  }
   std::optional<RankMatrix> matrix;
   if (settings.method == Method::Ordered) matrix = matrixOf(o);
   settings.matrix = matrix ? &*matrix : nullptr;
