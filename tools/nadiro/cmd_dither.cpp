@@ -4,6 +4,7 @@
 
 #include "cli.h"
 #include "demo.h"
+#include "engine_flags.h"
 #include "operation.h"
 
 namespace nadiro::cli {
@@ -59,9 +60,31 @@ bool ditherPicture(const Method& method, int32_t bits, const Dib& in, Dib& out) 
   return true;
 }
 
+// --kernel, --palette, --serpentine, --strength or --linear: the engine.
+int runEngine(const Args& a) {
+  if (a.has("--method") || a.has("--bits"))
+    return usage("dither", "--method and --bits do not go with the engine's flags");
+  EngineSettings s;
+  s.options.palette = NADIRO_PALETTE_BLACK_WHITE;
+  s.options.serpentine = a.has("--serpentine");
+  s.options.space = a.has("--linear") ? NADIRO_SPACE_LINEAR : NADIRO_SPACE_SRGB;
+  if (auto e = setKernel(a.value("--kernel").value_or("fs"), s)) return usage("dither", *e);
+  if (const auto spec = a.value("--palette"))
+    if (auto e = setPalette(*spec, s)) return usage("dither", *e);
+  const auto strength = parseInteger(a.value("--strength").value_or("100"), 0, 100);
+  if (!strength) return usage("dither", "--strength must be a whole number from 0 to 100");
+  s.options.strength = static_cast<uint32_t>(*strength);
+  return runImageOperation("dither", a, [&](const Dib& in, Dib& out, std::string& error) {
+    return engineDither(s, in, out, error);
+  });
+}
+
 int run(std::span<const std::string> args) {
-  const Args a(args, withImageFlags({"--method", "--bits"}), withImageSwitches({}));
+  const Args a(args, withImageFlags({"--method", "--bits", "--kernel", "--palette", "--strength"}),
+               withImageSwitches({"--serpentine", "--linear"}));
   if (!a.ok()) return usage("dither", a.error());
+  for (const char* flag : {"--kernel", "--palette", "--serpentine", "--strength", "--linear"})
+    if (a.has(flag)) return runEngine(a);
   const auto bits = parseInteger(a.value("--bits").value_or("1"), 1, 8);
   if (!bits || (*bits != 1 && *bits != 4 && *bits != 8))
     return usage("dither", "--bits must be 1, 4 or 8");
@@ -138,11 +161,21 @@ extern const Command kDitherCommand = {
     "               sharp    two-by-two window, halving its carry (1 or 4 bits only)\n"
     "               smooth   two-by-two window (1 or 4 bits only)\n"
     "  --bits N     1, 4 or 8, default 1\n\n"
+    "The dithering engine (an 8-bit palette picture; any of these flags):\n"
+    "  --kernel K        fs (default), jjn, stucki, burkes, sierra3, sierra2,\n"
+    "                    sierra-lite, atkinson, sa\n"
+    "  --palette P       bw (default), rgb8, rgb332, web, median:N, kmeans:N,\n"
+    "                    RRGGBB,RRGGBB,... , a GIMP .gpl file, or a picture's\n"
+    "                    own colour table (indices kept in the given order)\n"
+    "  --serpentine      odd rows right to left, the kernel mirrored\n"
+    "  --strength N      0..100 % of the error diffused, default 100\n"
+    "  --linear          diffuse and match in linear light\n\n"
     NADIRO_IMAGE_FLAGS_HELP "\n"
     "Input: any picture the tool reads; it is made 24-bit first.\n\n"
     "Look at dithered pictures at 100 % zoom: scaled views add moire.\n\n"
-    "Example:\n  nadiro dither --bits 4 photo.jpg photo-4bit.png\n"
-    "  nadiro dither -m stucki --bits 4 photo.jpg photo-stucki.png\n",
+    "Examples:\n  nadiro dither --bits 4 photo.jpg photo-4bit.png\n"
+    "  nadiro dither -m stucki --bits 4 photo.jpg photo-stucki.png\n"
+    "  nadiro dither --kernel atkinson --palette 000000,ffffff,ff0000 --serpentine photo.jpg out.png\n",
     run};
 
 }  // namespace nadiro::cli

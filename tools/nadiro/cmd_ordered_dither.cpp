@@ -3,6 +3,7 @@
 
 #include "cli.h"
 #include "demo.h"
+#include "engine_flags.h"
 #include "operation.h"
 
 namespace nadiro::cli {
@@ -12,11 +13,30 @@ const char* const kMatrixNames[] = {
     "6x6 clustered dot", "6x6 line screen", "5x5 spiral", "5x5 dispersed",
     "8x8 Bayer",         "8x8 clustered",   "16x16 dispersed"};
 
+// A matrix by name or file, or --palette, --strength, --linear: the engine.
+int runEngine(const Args& a) {
+  EngineSettings s;
+  s.options.palette = NADIRO_PALETTE_BLACK_WHITE;
+  s.options.space = a.has("--linear") ? NADIRO_SPACE_LINEAR : NADIRO_SPACE_SRGB;
+  if (auto e = setMatrix(a.value("--matrix").value_or("bluenoise"), s))
+    return usage("ordered-dither", *e);
+  if (const auto spec = a.value("--palette"))
+    if (auto e = setPalette(*spec, s)) return usage("ordered-dither", *e);
+  const auto strength = parseInteger(a.value("--strength").value_or("100"), 0, 100);
+  if (!strength) return usage("ordered-dither", "--strength must be a whole number from 0 to 100");
+  s.options.strength = static_cast<uint32_t>(*strength);
+  return runImageOperation("ordered-dither", a, [&](const Dib& in, Dib& out, std::string& error) {
+    return engineDither(s, in, out, error);
+  });
+}
+
 int run(std::span<const std::string> args) {
-  const Args a(args, withImageFlags({"--matrix"}), withImageSwitches({}));
+  const Args a(args, withImageFlags({"--matrix", "--palette", "--strength"}),
+               withImageSwitches({"--linear"}));
   if (!a.ok()) return usage("ordered-dither", a.error());
   const auto matrix = parseInteger(a.value("--matrix").value_or("0"), 0, 6);
-  if (!matrix) return usage("ordered-dither", "--matrix must be a whole number from 0 to 6");
+  if (!matrix || a.has("--palette") || a.has("--strength") || a.has("--linear"))
+    return runEngine(a);
   return runImageOperation("ordered-dither", a, [&](const Dib& in, Dib& out, std::string& error) {
     const Handle source(toGrey8(in));
     const Handle result(DitherOrdered(source.get(), static_cast<uint32_t>(*matrix)));
@@ -57,7 +77,14 @@ extern const Command kOrderedDitherCommand = {
     "grey were white, so it looks lighter than it is.\n\n"
     "  --matrix N   0..6, default 0:\n"
     "               0 6x6 clustered dot, 1 6x6 line screen, 2 5x5 spiral,\n"
-    "               3 5x5 dispersed, 4 8x8 Bayer, 5 8x8 clustered, 6 16x16 dispersed\n\n"
+    "               3 5x5 dispersed, 4 8x8 Bayer, 5 8x8 clustered, 6 16x16 dispersed\n"
+    "               or, through the dithering engine (an 8-bit palette picture):\n"
+    "               bluenoise, bayer2/4/8/16, clustered3..16, or a file of whole\n"
+    "               numbers, one matrix row a line (at most 64 x 64)\n"
+    "  --palette P  (engine) bw (default), rgb8, rgb332, web, median:N, kmeans:N,\n"
+    "               RRGGBB,... , a GIMP .gpl file or a picture's colour table\n"
+    "  --strength N (engine) 0..100 % of the threshold spread, default 100\n"
+    "  --linear     (engine) thresholds and matching in linear light\n\n"
     NADIRO_IMAGE_FLAGS_HELP "\n"
     "Input: any picture the tool reads. Colour and palette pictures are first\n"
     "made 8-bit grey with grey = (30 R + 59 G + 11 B) / 100 (integer, truncated);\n"

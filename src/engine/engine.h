@@ -1,0 +1,199 @@
+// The dithering engine's cores: plain values and spans in, indices out.
+// They assume arguments the shell (export.cpp) has checked.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace nadiro::engine {
+
+using Rgb = std::array<uint8_t, 3>;
+
+// ---- kernels (kernels.cpp) -------------------------------------------------
+
+inline constexpr uint32_t kKernelColumns = 9;
+inline constexpr uint32_t kKernelRows = 5;
+
+// Row 0 holds the pixel being quantised at column `origin`; the weights at
+// and left of it in row 0 are zero.
+struct Kernel {
+  uint32_t columns;
+  uint32_t rows;
+  uint32_t origin;
+  int32_t divisor;
+  std::array<int32_t, kKernelColumns * kKernelRows> weights;
+};
+
+inline constexpr uint32_t kBuiltInKernels = 9;  // NadiroDitherKernel 0..8; see kernels.h
+// True when no tap reaches a pixel already quantised (row 0 at or left of
+// the origin) and the sizes and divisor are in range.
+bool kernelIsValid(const Kernel& k);
+
+// ---- threshold matrices (matrices.cpp) ---------------------------------------
+
+// Ranks of a threshold matrix, row-major, each in 0 .. levels-1.
+struct RankMatrix {
+  uint32_t width = 0;
+  uint32_t height = 0;
+  std::vector<uint16_t> ranks;
+};
+
+RankMatrix bayerMatrix(uint32_t side);      // side 2, 4, 8 or 16
+RankMatrix clusteredMatrix(uint32_t side);  // side 3 .. 16
+inline constexpr uint32_t kBlueNoiseSide = 64;
+// Made by void-and-cluster on first use, then shared by every thread.
+const RankMatrix& blueNoiseMatrix();
+
+// ---- palettes (palette.cpp) --------------------------------------------------
+
+enum class FixedPalette : uint32_t { BlackWhite, RgbCorners, Rgb332, WebSafe };
+std::vector<Rgb> fixedPalette(FixedPalette which);
+
+// Interleaved R, G, B samples of a picture (any count), for choosing colours.
+enum class Chooser : uint32_t { MedianCut, KMeans };
+std::vector<Rgb> choosePalette(std::span<const Rgb> pixels, uint32_t wanted, Chooser how);
+
+// ---- nearest colour (nearest.cpp) ---------------------------------------------
+
+// A colour in the working space: each channel in 0 .. 255 (sRGB bytes, or
+// linear light scaled to 255).
+using Work = std::array<float, 3>;
+
+// Nearest palette entry by weighted squared distance, ties to the lower
+// index. A 32 x 32 x 32 grid of cells over the working cube; each cell,
+// built on first use, lists the entries that can be nearest to some point
+// of the cell, and a query compares only those.
+class NearestTable {
+ public:
+  static constexpr uint32_t kCellBits = 5;  // 2^kCellBits cells a side
+  static constexpr uint32_t kCellShift = 8 - kCellBits;
+  static constexpr uint32_t kCells = 1u << (3 * kCellBits);
+  NearestTable(std::span<const Work> palette, Work weights);
+  NearestTable(const NearestTable&) = delete;
+  NearestTable& operator=(const NearestTable&) = delete;
+
+  // The table's blocks never move once made (the candidate lists have room
+  // for every cell), so a pixel loop can hold their addresses in registers:
+  // a Finder is that loop's copy.
+  class Finder {
+   public:
+    // c clamped to 0 .. 255 on each channel.
+    uint8_t find(const Work& c) const {
+      const uint32_t cell = (static_cast<uint32_t>(c[0]) >> kCellShift) << (2 * kCellBits) |
+                            (static_cast<uint32_t>(c[1]) >> kCellShift) << kCellBits |
+                            static_cast<uint32_t>(c[2]) >> kCellShift;
+      uint32_t entry = cells_[cell];
+      if (entry == kUnbuilt) entry = owner_->build(cell);
+      // One candidate (most cells): the entry holds its index.
+      if (entry & kSingle) return static_cast<uint8_t>(entry);
+      return refine(c, lists_[cell]);
+    }
+    float distance(const Work& c, uint32_t index) const {
+      const Work& p = palette_[index];
+      const float d0 = c[0] - p[0], d1 = c[1] - p[1], d2 = c[2] - p[2];
+      return weights_[0] * d0 * d0 + weights_[1] * d1 * d1 + weights_[2] * d2 * d2;
+    }
+
+   private:
+    friend class NearestTable;
+    Finder(NearestTable* owner, const uint16_t* cells, const uint32_t* lists,
+           const uint8_t* candidates, const Work* palette, Work weights)
+        : owner_(owner),
+          cells_(cells),
+          lists_(lists),
+          candidates_(candidates),
+          palette_(palette),
+          weights_(weights) {}
+    // The nearest of a cell's candidates, written for conditional moves.
+    uint8_t refine(const Work& c, uint32_t entry) const {
+      const uint8_t* list = candidates_ + (entry >> kCountBits);
+      const uint32_t count = entry & kCountMask;
+      uint32_t best = list[0];
+      float bestDistance = distance(c, best);
+      for (uint32_t i = 1; i < count; ++i) {
+        const uint32_t candidate = list[i];
+        const float d = distance(c, candidate);
+        const bool nearer = d < bestDistance;
+        best = nearer ? candidate : best;
+        bestDistance = nearer ? d : bestDistance;
+      }
+      return static_cast<uint8_t>(best);
+    }
+    NearestTable* owner_;
+    const uint16_t* cells_;
+    const uint32_t* lists_;
+    const uint8_t* candidates_;
+    const Work* palette_;
+    Work weights_;
+  };
+  Finder finder() {
+    return Finder(this, cells_.data(), lists_.data(), candidates_.data(), palette_.data(),
+                  weights_);
+  }
+
+  uint8_t find(const Work& c) { return finder().find(c); }
+
+ private:
+  // A cell is a 16-bit word (a 64 KiB table, of which the cells a picture
+  // uses stay in the first cache level): kSingle plus the index for a lone candidate, kMany when
+  // the cell's list word in lists_ (count in the low bits, where the list
+  // starts above them) tells the candidates, kUnbuilt before first use.
+  static constexpr uint32_t kUnbuilt = 0;
+  static constexpr uint32_t kMany = 1;
+  static constexpr uint32_t kSingle = 0x8000;
+  static constexpr uint32_t kCountBits = 9;
+  static constexpr uint32_t kCountMask = (1u << kCountBits) - 1;
+  uint32_t build(uint32_t cell);
+
+  std::vector<Work> palette_;
+  Work weights_;
+  std::vector<uint16_t> cells_;
+  std::vector<uint32_t> lists_;
+  std::vector<uint8_t> candidates_;  // capacity for every cell: never reallocated
+  std::vector<double> scratch_;      // build's per-entry distances
+};
+
+// ---- the dithering run (engine.cpp) ---------------------------------------------
+
+enum class Method : uint32_t { Diffusion, Ordered, Nearest };
+
+struct Settings {
+  Method method = Method::Diffusion;
+  Kernel kernel{};
+  uint32_t builtIn = kBuiltInKernels;  // the kernel's number in kernels.h, if it is one
+  RankMatrix const* matrix = nullptr;  // ordered
+  bool serpentine = true;
+  float strength = 1.0f;  // 0 .. 1
+  bool clampError = true;
+  bool linear = false;
+  bool weighted = false;
+};
+
+// A picture as three working-space channels is made row by row from the
+// caller's bytes by `RowSource`; the run asks `keepGoing(y)` before row y.
+struct RowSource {
+  const uint8_t* pixels;
+  size_t stride;
+  uint32_t width;
+  uint32_t height;
+  uint32_t bytesPerPixel;             // 1 grey, 3, 4
+  std::array<uint32_t, 3> channelAt;  // byte offset of R, G, B in a pixel
+};
+
+struct RowCallback {
+  bool (*keepGoing)(void* context, uint32_t row);
+  void* context;
+};
+
+// Writes one index a pixel to `indices` (width * height, row-major).
+// Returns false when keepGoing said stop.
+bool dither(const RowSource& source, std::span<const Rgb> palette, const Settings& settings,
+            RowCallback progress, std::span<uint8_t> indices);
+
+// Byte -> working-space value.
+float toWorking(uint8_t value, bool linear);
+
+}  // namespace nadiro::engine
