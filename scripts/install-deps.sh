@@ -8,6 +8,8 @@
 #            build NadiroUser.dll and run its test program.
 #   bench    OpenCV, Pillow, numpy and ImageMagick, the peers bench/compare
 #            times Nadiro against.
+#   fuzz     clang and its runtime libraries (libFuzzer, sanitizers), for
+#            the fuzz preset and fuzz/run.sh.
 set -euo pipefail
 
 packages=(cmake g++ ninja-build pkg-config libgtest-dev libbenchmark-dev libpng-dev libjpeg62-turbo-dev)
@@ -17,6 +19,7 @@ for group in "$@"; do
   case "$group" in
     browser) packages+=(chromium) ;;
     bench) packages+=(python3 python3-numpy python3-opencv python3-pil imagemagick) ;;
+    fuzz) packages+=(clang llvm libclang-rt-14-dev) ;;
     windows)
       packages+=(g++-mingw-w64-i686 wine wine32:i386 wine64 xvfb xauth)
       want_i386=1

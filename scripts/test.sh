@@ -2,10 +2,11 @@
 # Builds Nadiro and runs every test: an optimised build, then the whole suite
 # again under AddressSanitizer + UndefinedBehaviorSanitizer, then the 32-bit
 # Windows module (NadiroUser.dll, cross-built with mingw-w64) with the same
-# suite as a Windows program under Wine.
+# suite as a Windows program under Wine. In between, each fuzz harness runs
+# for 25 seconds (fuzz/run.sh).
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh browser windows bench
+scripts/install-deps.sh browser windows bench fuzz
 jobs=$(nproc)
 for preset in release asan; do
   echo "== $preset: build"
@@ -14,6 +15,9 @@ for preset in release asan; do
   echo "== $preset: tests"
   ctest --preset "$preset" -j "$jobs"
 done
+
+echo "== fuzzing smoke: every harness for a short while, so none can rot"
+NADIRO_JOBS=$jobs fuzz/run.sh 25
 
 echo "== peer comparison (a small picture, so the script cannot rot)"
 bench/compare --size 320x200 --runs 1 --lib build/release/libNadiroUser.so

@@ -167,6 +167,7 @@ uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle 
 bool mergeRows(uint32_t model, const uint8_t* const* channels, const size_t* channelStrides,
                uint8_t* dst, size_t dstStride, uint32_t width, uint32_t height) {
   if (model < 1 || model > 10) return false;
+  if (width == 0) return true;  // rows of no bytes, however many
   const MergeRow row = kMergeRows[model];
   const uint32_t count = fourChannels(model) ? 4 : 3;
   const uint8_t* at[4] = {};

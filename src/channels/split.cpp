@@ -58,6 +58,7 @@ void writeChannelHeader(uint8_t* block, int32_t width, int32_t height, int32_t x
 void splitRows(const uint8_t* src, size_t srcStride, uint32_t bytesPerPixel, uint32_t width,
                uint32_t height, uint8_t* const* channels, size_t channelStride,
                bool (*stop)()) {
+  if (width == 0) return;  // rows of no bytes, however many
   uint8_t* rows[kMaxChannels] = {};
   const uint32_t count = bytesPerPixel == 4 ? 4 : 3;
   for (uint32_t r = 0; r < height; ++r) {

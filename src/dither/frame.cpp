@@ -221,10 +221,14 @@ MemHandle runDitherFrame(LockedBlock& sourceBlock, const SourceRows& source, uin
   const int32_t xRes = dib::load<int32_t>(sourceBlock.data(), dib::kXPelsPerMeter);
   const int32_t yRes = dib::load<int32_t>(sourceBlock.data(), dib::kYPelsPerMeter);
 
+  const uint64_t channelBytes = 3 * uint64_t{rowLength};
+  const uint64_t planeBytes = planeBlockBytes(bits, width, height);
+  // An empty block fails (see allocateLocked): known before anything is made.
+  if (channelBytes == 0 || planeBytes == 0 || workBytes == 0) return nullptr;
   OwnedBlock channelBlock, planeBlock, workBlock;
   LockedBlock channels, planes, work;
-  if (!allocateLocked(3 * uint64_t{rowLength}, channelBlock, channels) ||
-      !allocateLocked(planeBlockBytes(bits, width, height), planeBlock, planes) ||
+  if (!allocateLocked(channelBytes, channelBlock, channels) ||
+      !allocateLocked(planeBytes, planeBlock, planes) ||
       !allocateLocked(workBytes, workBlock, work))
     return nullptr;
 

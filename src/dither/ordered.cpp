@@ -75,6 +75,8 @@ constexpr ThresholdMatrix kMatrices[kOrderedMatrixCount] = {
 // A run of thresholds that every matrix period (5, 6, 8, 16) divides, so a
 // row is processed in whole runs of one precomputed pattern.
 constexpr size_t kPatternRun = 960;
+// The largest matrix side (16 x 16 cells fill a matrix's table).
+constexpr uint32_t kMaxOrderedN = 16;
 
 // For every matrix entry t, the smallest pixel value v whose scaled value
 // (v * M) / P reaches t, or 256 when none does. The scaled value is a
@@ -128,6 +130,7 @@ const ThresholdMatrix& orderedMatrix(uint32_t type) { return kMatrices[type]; }
 uint8_t largestPixel(std::span<const uint8_t> rows, size_t stride, uint32_t width,
                      uint32_t height) {
   uint8_t largest = 0;
+  if (width == 0) return largest;  // rows of no bytes, however many
   for (uint32_t r = 0; r < height; ++r) {
     const uint8_t* row = rows.data() + r * stride;
     for (uint32_t x = 0; x < width; ++x) largest = std::max(largest, row[x]);
@@ -137,22 +140,24 @@ uint8_t largestPixel(std::span<const uint8_t> rows, size_t stride, uint32_t widt
 
 void orderedDitherRows(std::span<uint8_t> rows, size_t stride, uint32_t width, uint32_t height,
                        const ThresholdMatrix& matrix, uint8_t largest) {
+  if (width == 0) return;  // rows of no bytes, however many
   const auto firstWhite = firstWhiteTable(matrix.largest, largest);
   const uint32_t n = matrix.n;
-  uint16_t pattern[kPatternRun];
+  // One pattern per matrix column, built once for the whole image.
+  const size_t run = std::min<size_t>(kPatternRun, width);
+  std::array<std::array<uint16_t, kPatternRun>, kMaxOrderedN> patterns;
+  for (uint32_t column = 0; column < n; ++column)
+    for (size_t j = 0; j < run; ++j)
+      patterns[column][j] = firstWhite[matrix.cells[(j % n) * n + column]];
   for (uint32_t r = 0; r < height; ++r) {
     // Row y of the picture (counted from the top) picks the matrix column.
-    const uint32_t column = (height - 1 - r) % n;
-    if (r == 0 || column != (height - r) % n) {
-      for (size_t j = 0; j < kPatternRun; ++j)
-        pattern[j] = firstWhite[matrix.cells[(j % n) * n + column]];
-    }
-    orderedRow(rows.data() + r * stride, width, pattern);
+    orderedRow(rows.data() + r * stride, width, patterns[(height - 1 - r) % n].data());
   }
 }
 
 void packThresholdRows(std::span<const uint8_t> src, size_t srcStride, std::span<uint8_t> dst,
                        size_t dstStride, uint32_t width, uint32_t height, uint8_t threshold) {
+  if (width == 0) return;  // rows of no bytes, however many
   for (uint32_t r = 0; r < height; ++r)
     packRow(src.data() + r * srcStride, dst.data() + r * dstStride, width, threshold);
 }
