@@ -3,7 +3,7 @@
 # again under AddressSanitizer + UndefinedBehaviorSanitizer, then the 32-bit
 # Windows module (NadiroUser.dll, cross-built with mingw-w64) with the same
 # suite as a Windows program under Wine. In between, each fuzz harness runs
-# for 25 seconds (fuzz/run.sh).
+# for 20 seconds (fuzz/run.sh).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh browser windows bench fuzz
@@ -17,7 +17,7 @@ for preset in release asan; do
 done
 
 echo "== fuzzing smoke: every harness for a short while, so none can rot"
-NADIRO_JOBS=$jobs fuzz/run.sh 25
+NADIRO_JOBS=$jobs fuzz/run.sh 20
 
 echo "== peer comparison (a small picture, so the script cannot rot)"
 bench/compare --size 320x200 --runs 1 --lib build/release/libNadiroUser.so
