@@ -346,9 +346,13 @@ namespace {
 // tells exactly (glibc's figures count cached free chunks as used).
 // Elsewhere nothing is measured.
 #if defined(NADIRO_FUZZ_HEAP_STATS)
-size_t liveHeapBytes() { return __sanitizer_get_current_allocated_bytes(); }
+size_t liveHeapBytes() {
+  return __sanitizer_get_current_allocated_bytes();
+}
 #else
-size_t liveHeapBytes() { return 0; }
+size_t liveHeapBytes() {
+  return 0;
+}
 #endif
 
 }  // namespace
