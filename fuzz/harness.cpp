@@ -10,18 +10,6 @@
 #include <windows.h>
 #endif
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define NADIRO_FUZZ_HEAP_STATS 1
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__)
-#define NADIRO_FUZZ_HEAP_STATS 1
-#endif
-#if defined(NADIRO_FUZZ_HEAP_STATS)
-#include <sanitizer/allocator_interface.h>
-#endif
-
 namespace nadiro::fuzz {
 
 uint8_t Input::u8() {

@@ -13,6 +13,23 @@
 
 #include "nadiro/nadiro.h"
 
+// Under AddressSanitizer the allocator reports the live heap and every
+// allocation (declared here: GCC ships no header for these).
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define NADIRO_FUZZ_HEAP_STATS 1
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__)
+#define NADIRO_FUZZ_HEAP_STATS 1
+#endif
+#if defined(NADIRO_FUZZ_HEAP_STATS)
+extern "C" size_t __sanitizer_get_current_allocated_bytes();
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*onMalloc)(const volatile void*,
+                                                                          size_t),
+                                                         void (*onFree)(const volatile void*));
+#endif
+
 namespace nadiro::fuzz {
 
 // Consumes the input front to back; reads past its end give zeros.

@@ -22,18 +22,6 @@
 #include "formats.h"
 #endif
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define NADIRO_FUZZ_MALLOC_HOOK 1
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__)
-#define NADIRO_FUZZ_MALLOC_HOOK 1
-#endif
-#if defined(NADIRO_FUZZ_MALLOC_HOOK)
-#include <sanitizer/allocator_interface.h>
-#endif
-
 namespace fs = std::filesystem;
 using nadiro::fuzz::Encoder;
 
@@ -42,7 +30,7 @@ namespace {
 // As libFuzzer's -malloc_limit_mb: no input may make one allocation this large.
 constexpr size_t kMallocLimit = size_t{256} << 20;
 
-#if defined(NADIRO_FUZZ_MALLOC_HOOK)
+#if defined(NADIRO_FUZZ_HEAP_STATS)
 size_t largestAllocation = 0;
 void onMalloc(const volatile void*, size_t size) {
   largestAllocation = std::max(largestAllocation, size);
@@ -252,7 +240,7 @@ int replay(const nadiro::fuzz::Harness& harness, int count, char** paths) {
     const auto bytes = readFile(file);
     std::printf("%s: %s\n", harness.name, file.filename().string().c_str());
     std::fflush(stdout);
-#if defined(NADIRO_FUZZ_MALLOC_HOOK)
+#if defined(NADIRO_FUZZ_HEAP_STATS)
     largestAllocation = 0;
 #endif
     const auto start = std::chrono::steady_clock::now();
@@ -262,7 +250,7 @@ int replay(const nadiro::fuzz::Harness& harness, int count, char** paths) {
       std::printf("  FAILED: took %.2f s (limit %.2f s)\n", took.count(), limit);
       ++failures;
     }
-#if defined(NADIRO_FUZZ_MALLOC_HOOK)
+#if defined(NADIRO_FUZZ_HEAP_STATS)
     if (largestAllocation > kMallocLimit) {
       std::printf("  FAILED: allocated %zu bytes at once\n", largestAllocation);
       ++failures;
@@ -276,8 +264,9 @@ int replay(const nadiro::fuzz::Harness& harness, int count, char** paths) {
 }  // namespace
 
 int main(int argc, char** argv) {
-#if defined(NADIRO_FUZZ_MALLOC_HOOK)
-  __sanitizer_install_malloc_and_free_hooks(&onMalloc, &onFree);
+#if defined(NADIRO_FUZZ_HEAP_STATS)
+  if (!__sanitizer_install_malloc_and_free_hooks(&onMalloc, &onFree))
+    nadiro::fuzz::fail("replay", "cannot watch allocations");
 #endif
   if (argc == 3 && std::string(argv[1]) == "--generate") {
     generate(argv[2]);
