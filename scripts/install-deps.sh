@@ -11,6 +11,8 @@
 #   python   cffi, numpy, Pillow, pytest, Dask and distributed, for the Python
 #            package and its tests.
 #   package  dpkg-dev and fakeroot, to build and inspect the .deb with CPack.
+#   fuzz     clang and its runtime libraries (libFuzzer, sanitizers), for
+#            the fuzz preset and fuzz/run.sh.
 set -euo pipefail
 
 # The tool reads and writes pictures through libpng, libjpeg, libwebp, libtiff
@@ -28,6 +30,7 @@ for group in "$@"; do
                  python3-distributed)
       ;;
     package) packages+=(dpkg-dev fakeroot file) ;;
+    fuzz) packages+=(clang llvm libclang-rt-14-dev) ;;
     windows)
       packages+=(g++-mingw-w64-i686 wine wine32:i386 wine64 xvfb xauth)
       want_i386=1

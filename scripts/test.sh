@@ -4,10 +4,11 @@
 # Windows module (NadiroUser.dll, cross-built with mingw-w64) with the same
 # suite as a Windows program under Wine. The release suite includes the
 # installed-tree and .deb checks and the Python package's tests; run as root,
-# the .deb is also installed for real, checked and removed again.
+# the .deb is also installed for real, checked and removed again. In between,
+# each fuzz harness runs for 20 seconds (fuzz/run.sh).
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh browser windows bench python package
+scripts/install-deps.sh browser windows bench python package fuzz
 jobs=$(nproc)
 for preset in release asan; do
   echo "== $preset: build"
@@ -27,6 +28,9 @@ if [ "$(id -u)" -eq 0 ] && ! dpkg-query -W nadiro >/dev/null 2>&1; then
   dpkg -r nadiro >/dev/null
   [ "$status" -eq 0 ]
 fi
+
+echo "== fuzzing smoke: every harness for a short while, so none can rot"
+NADIRO_JOBS=$jobs fuzz/run.sh 20
 
 echo "== peer comparison (a small picture, so the script cannot rot)"
 bench/compare --size 320x200 --runs 1 --lib build/release/libNadiroUser.so

@@ -364,10 +364,12 @@ NADIRO_API NadiroHandle NADIRO_CALL ConvertDIBColorSpace(NadiroHandle image, int
                                                         NadiroWindow owner);
 
 /* Converts a raw buffer of `length` bytes, pixels in model order (3 bytes,
- * or 4 for a CMYK source), into `target` (3 bytes per pixel, or 4 for CMYK
- * targets: length * 4 / 3 bytes). A pixel starts at every multiple of 3 (4)
- * below length and is read whole, even past length. Returns the number of
- * bytes walked (length, or less when cancelled), or -1 on failure. */
+ * or 4 for a CMYK source), into `target`. A pixel starts at every multiple
+ * of 3 (4) below length and is read whole, even past length; target must
+ * hold 3 bytes for each pixel started, or 4 for CMYK targets (models 4 and
+ * 10; a CMYK source writes nothing to them): RGB to CMYK with length 7
+ * starts 3 pixels and writes 12 bytes. Returns the number of bytes walked
+ * (length, or less when cancelled), or -1 on failure. */
 NADIRO_API int32_t NADIRO_CALL ConvertColorSpace(const uint8_t* source, uint8_t* target,
                                                  int32_t length, int32_t from, int32_t to,
                                                  int32_t showProgress, NadiroWindow owner);

@@ -166,6 +166,7 @@ uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle 
 void mergeRows(uint32_t model, const uint8_t* const* channels, const size_t* channelStrides,
                uint8_t* dst, size_t dstStride, uint32_t width, uint32_t height) {
   assert(color::isModel(model));
+  if (width == 0) return;  // rows of no bytes, however many
   const MergeRow row = kMergeRows[model];
   const uint32_t count = color::isCmykModel(model) ? 4 : 3;
   const uint8_t* at[4] = {};

@@ -63,6 +63,7 @@ void writeChannelHeader(uint8_t* block, int32_t width, int32_t height, int32_t x
 void splitRows(const SplitSource& source, uint8_t* converted, uint8_t* const* channels,
                size_t channelStride) {
   assert(!source.convert || converted);
+  if (source.width == 0) return;  // rows of no bytes, however many
   uint8_t* rows[kMaxChannels] = {};
   for (uint32_t r = 0; r < source.height; ++r) {
     for (uint32_t i = 0; i < source.pixelBytes; ++i)

@@ -214,6 +214,8 @@ MemHandle runDitherFrame(LockedBlock& sourceBlock, const SourceRows& source, uin
   const int32_t yRes = dib::load<int32_t>(sourceBlock.data(), dib::kYPelsPerMeter);
 
   const uint64_t planeBytes = planeBlockBytes(bits, width, height);
+  // An empty block fails: known before anything is allocated.
+  if (rowLength == 0 || planeBytes == 0 || workBytes == 0) return nullptr;
   std::unique_ptr<uint8_t[]> channels, planes, work;
   if (!(channels = allocateNonEmpty(3 * uint64_t{rowLength})) ||
       !(planes = allocateNonEmpty(planeBytes)) || !(work = allocateNonEmpty(workBytes)))

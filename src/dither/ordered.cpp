@@ -119,6 +119,7 @@ static_assert(sizeof kMatrices / sizeof kMatrices[0] == kOrderedMatrixCount);
 uint8_t largestPixel(std::span<const uint8_t> rows, size_t stride, uint32_t width,
                      uint32_t height) {
   uint8_t largest = 0;
+  if (width == 0) return largest;  // rows of no bytes, however many
   for (uint32_t r = 0; r < height; ++r) {
     const uint8_t* row = rows.data() + r * stride;
     for (uint32_t x = 0; x < width; ++x) largest = std::max(largest, row[x]);
@@ -129,6 +130,7 @@ uint8_t largestPixel(std::span<const uint8_t> rows, size_t stride, uint32_t widt
 void orderedDitherToBits(std::span<const uint8_t> rows, size_t stride, std::span<uint8_t> out,
                          size_t outStride, uint32_t width, uint32_t height,
                          const ThresholdMatrix& matrix, uint8_t largest) {
+  if (width == 0) return;  // rows of no bytes, however many
   const auto firstWhite = firstWhiteTable(matrix.largest, largest);
   const uint32_t n = matrix.n;
   // One run of thresholds per matrix column, groups of eight back to front.

@@ -71,14 +71,25 @@ bool decodeJpeg(std::span<const uint8_t> file, ReadResult& out, std::string& err
   const bool grey = cinfo.jpeg_color_space == JCS_GRAYSCALE;
   const bool cmyk = cinfo.jpeg_color_space == JCS_CMYK || cinfo.jpeg_color_space == JCS_YCCK;
   cinfo.out_color_space = grey ? JCS_GRAYSCALE : cmyk ? JCS_CMYK : JCS_EXT_BGR;
-  jpeg_start_decompress(&cinfo);
-  const auto w = static_cast<int32_t>(cinfo.output_width);
-  const auto h = static_cast<int32_t>(cinfo.output_height);
-  if (uint64_t(w) * uint64_t(h) > kMaxPicturePixels) {
-    error = "picture too large (" + std::to_string(w) + " x " + std::to_string(h) + ")";
+  // Refused before decompression allocates for the picture (a progressive
+  // picture's coefficients at once). Every 8 x 8 block of a complete stream
+  // costs at least one bit of it.
+  const uint64_t pixels = uint64_t{cinfo.image_width} * cinfo.image_height;
+  if (pixels > kMaxPicturePixels) {
+    error = "picture too large (" + std::to_string(cinfo.image_width) + " x " +
+            std::to_string(cinfo.image_height) + ")";
     jpeg_destroy_decompress(&cinfo);
     return false;
   }
+  if ((uint64_t{cinfo.image_width} + 7) / 8 * ((uint64_t{cinfo.image_height} + 7) / 8) >
+      8 * uint64_t{file.size()}) {
+    error = "damaged JPEG: truncated file";
+    jpeg_destroy_decompress(&cinfo);
+    return false;
+  }
+  jpeg_start_decompress(&cinfo);
+  const auto w = static_cast<int32_t>(cinfo.output_width);
+  const auto h = static_cast<int32_t>(cinfo.output_height);
   out.composited = false;
   out.dib = Dib::blank(w, h, grey ? 8 : 24);
   if (grey)

@@ -103,6 +103,13 @@ bool decodePng(std::span<const uint8_t> file, const ReadOptions& options, ReadRe
     error = "picture too large (" + std::to_string(width) + " x " + std::to_string(height) + ")";
     return false;
   }
+  // Deflate expands no byte into more than 1032: a stream too short for the
+  // rows its header promises is refused before they are allocated.
+  const uint64_t packedRows = (uint64_t{png_get_rowbytes(g.png, g.info)} + 1) * height;
+  if (packedRows / 1032 > file.size() - io.pos) {
+    error = "damaged PNG: truncated file";
+    return false;
+  }
   const auto [bgR, bgG, bgB] = options.background;
   out.composited = false;
   readMetadata(g.png, g.info, out.meta);
