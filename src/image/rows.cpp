@@ -37,9 +37,9 @@ size_t bufferRow(const BufferShape& shape, uint32_t s) {
 uint32_t indexAt(const uint8_t* row, uint16_t bits, uint32_t x) {
   switch (bits) {
     case 1:
-      return (row[x / 8] >> (7 - x % 8)) & 1u;
+      return (uint32_t{row[x / 8]} >> (7 - x % 8)) & 1u;
     case 4:
-      return (row[x / 2] >> (x % 2 ? 0 : 4)) & 15u;
+      return (uint32_t{row[x / 2]} >> (x % 2 ? 0 : 4)) & 15u;
     default:
       return row[x];
   }
