@@ -1,0 +1,324 @@
+// The shipped companion's parameter dialogs, driven as a person would: each
+// entry point runs on its own thread while the test finds its dialog, types
+// into the edit boxes, checks that the trackbars follow, and leaves with OK,
+// Cancel, Esc or the close box. OK must store the new values in the entry
+// point's own units (and leave untouched values bit for bit); every other
+// way out must store nothing.
+#include <windows.h>
+// windows.h first: commctrl.h needs its types.
+#include <commctrl.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "companion/dialog_table.h"
+#include "frame/companion_entries.h"
+
+namespace nadiro {
+namespace {
+
+using dialogs::kEditId;
+using dialogs::kKernelCellId;
+using dialogs::kKernelTextId;
+using dialogs::kTrackbarId;
+
+// Every variable any entry point edits, so that one table drives them all.
+struct Vars {
+  int32_t i[3] = {};
+  uint32_t u[5] = {};
+  double d[4] = {};
+  bool operator==(const Vars& o) const {
+    return std::memcmp(i, o.i, sizeof i) == 0 && std::memcmp(u, o.u, sizeof u) == 0 &&
+           std::memcmp(d, o.d, sizeof d) == 0;  // bit for bit
+  }
+};
+
+void PrintTo(const Vars& v, std::ostream* os) {
+  *os << "i{" << v.i[0] << "," << v.i[1] << "," << v.i[2] << "} u{" << std::hex << v.u[0] << ","
+      << v.u[1] << "," << v.u[2] << "," << v.u[3] << "," << v.u[4] << std::dec << "} d{" << v.d[0]
+      << "," << v.d[1] << "," << v.d[2] << "," << v.d[3] << "}";
+}
+
+HMODULE companionModule() {
+  static HMODULE module = LoadLibraryW(L"NadiroDlgs.dll");
+  return module;
+}
+
+template <typename Fn>
+Fn* entry(companion::Entry<Fn> e) {
+  return reinterpret_cast<Fn*>(reinterpret_cast<void*>(GetProcAddress(companionModule(), e.name)));
+}
+
+const int16_t kKernel[] = {1, 2, 3, 4, -5, 6, 7, 8, 9, 35};
+
+int32_t callContrast(Vars& v) {
+  return entry(companion::kContrastUi)(nullptr, &v.i[0], &v.i[1]);
+}
+int32_t callCmyk(Vars& v) {
+  return entry(companion::kCmykLevelsUi)(nullptr, &v.d[0], &v.d[1], &v.d[2], &v.d[3]);
+}
+int32_t callHue(Vars& v) {
+  return entry(companion::kHueSaturationUi)(nullptr, &v.i[0], &v.i[1], &v.i[2], &v.u[0], &v.u[1]);
+}
+int32_t callDesaturate(Vars&) {
+  return entry(companion::kDesaturateUi)(nullptr);
+}
+int32_t callGamma(Vars& v) {
+  return entry(companion::kGammaCorrectionUi)(nullptr, &v.u[0], &v.u[1], &v.u[2]);
+}
+int32_t callReplace(Vars& v) {
+  return entry(companion::kReplaceColorUi)(nullptr, &v.i[0], &v.i[1], &v.i[2], &v.u[0], &v.u[1]);
+}
+int32_t callKernelArray(Vars&) {
+  return entry(companion::kColorConvUi)(nullptr, 1, 0, 0x70001, 0x10003, nullptr, kKernel, nullptr);
+}
+int32_t callKernelFile(Vars&) {
+  return entry(companion::kColorConvUi)(nullptr, 0, 0, 2, 5, L"C:\\kernels\\edge.krn", nullptr,
+                                        nullptr);
+}
+
+enum class Leave { Ok, Cancel, Escape, CloseBox };
+
+struct Typed {
+  int param;
+  int value;
+  int trackbar;  // where the trackbar must follow (the value clamped to the range)
+};
+
+struct Case {
+  const char* name;
+  int32_t (*call)(Vars&);
+  Vars before;
+  std::vector<Typed> typed;
+  Leave leave;
+  Vars after;                     // expected; equal to `before` for every way out but OK
+  const wchar_t* text = nullptr;  // expected in the kernel description
+};
+
+// The visible dialog among a thread's windows.
+BOOL CALLBACK keepDialog(HWND w, LPARAM out) {
+  wchar_t name[16] = {};
+  GetClassNameW(w, name, 16);
+  if (std::wstring(name) != L"#32770" || !IsWindowVisible(w)) return TRUE;
+  *reinterpret_cast<HWND*>(out) = w;
+  return FALSE;
+}
+
+// A dialog of the given thread, once it shows.
+HWND findDialog(DWORD thread) {
+  for (int tries = 0; tries < 1000; ++tries) {
+    HWND found = nullptr;
+    EnumThreadWindows(thread, keepDialog, reinterpret_cast<LPARAM>(&found));
+    if (found) return found;
+    Sleep(10);
+  }
+  return nullptr;
+}
+
+void leave(HWND dlg, DWORD thread, Leave how) {
+  switch (how) {
+    case Leave::Ok:
+      SendMessageW(GetDlgItem(dlg, IDOK), BM_CLICK, 0, 0);
+      return;
+    case Leave::Cancel:
+      SendMessageW(GetDlgItem(dlg, IDCANCEL), BM_CLICK, 0, 0);
+      return;
+    case Leave::Escape: {
+      // The key reaches the focused control through the dialog's own loop.
+      GUITHREADINFO info{};
+      info.cbSize = sizeof info;
+      GetGUIThreadInfo(thread, &info);
+      HWND target = info.hwndFocus ? info.hwndFocus : dlg;
+      PostMessageW(target, WM_KEYDOWN, VK_ESCAPE, 0);
+      PostMessageW(target, WM_KEYUP, VK_ESCAPE, 0xC0000000);
+      return;
+    }
+    case Leave::CloseBox:
+      PostMessageW(dlg, WM_SYSCOMMAND, SC_CLOSE, 0);
+      return;
+  }
+}
+
+class CompanionDialog : public testing::TestWithParam<Case> {};
+
+TEST_P(CompanionDialog, StoresOnlyWhatOkConfirms) {
+  const Case& c = GetParam();
+  ASSERT_NE(companionModule(), nullptr);
+  Vars vars = c.before;
+  std::atomic<int32_t> result{-1};
+  std::atomic<DWORD> threadId{0};
+  std::thread worker([&] {
+    threadId = GetCurrentThreadId();
+    result = c.call(vars);
+  });
+  while (!threadId) Sleep(1);
+  HWND dlg = findDialog(threadId);
+  if (!dlg) {
+    worker.join();
+    FAIL() << "no dialog appeared; the entry point returned " << result;
+  }
+  for (const Typed& t : c.typed) {
+    SetDlgItemInt(dlg, kEditId + t.param, static_cast<UINT>(t.value), TRUE);
+    EXPECT_EQ(SendDlgItemMessageW(dlg, kTrackbarId + t.param, TBM_GETPOS, 0, 0), t.trackbar)
+        << "parameter " << t.param;
+  }
+  if (c.text) {
+    wchar_t text[256] = {};
+    GetDlgItemTextW(dlg, kKernelTextId, text, 256);
+    EXPECT_NE(std::wstring(text).find(c.text), std::wstring::npos);
+  }
+  leave(dlg, threadId, c.leave);
+  worker.join();
+  EXPECT_EQ(result != 0, c.leave == Leave::Ok) << "result " << result;
+  EXPECT_EQ(vars, c.after);
+}
+
+// Builds the expected variables from the initial ones.
+Vars with(Vars v, const std::function<void(Vars&)>& change) {
+  change(v);
+  return v;
+}
+
+Vars contrastVars() {
+  Vars v;
+  v.i[0] = 12;
+  v.i[1] = -7;
+  return v;
+}
+Vars cmykVars() {
+  Vars v;
+  v.d[0] = 1.0;
+  v.d[1] = 0.5;
+  v.d[2] = 1.234;  // shown as 23 %: stays 1.234 unless edited
+  v.d[3] = 2.0;
+  return v;
+}
+Vars hueVars() {
+  Vars v;
+  v.i[0] = 63;  // byte units: 89 degrees
+  v.i[1] = 10;
+  v.i[2] = -20;
+  v.u[0] = 0;
+  v.u[1] = 254;  // 359 degrees would store 254 too, but untouched it stays exact
+  return v;
+}
+Vars gammaVars() {
+  Vars v;
+  v.u[0] = 100;
+  v.u[1] = 123;
+  v.u[2] = 77;
+  return v;
+}
+Vars replaceVars() {
+  Vars v;
+  v.i[0] = -127;
+  v.i[1] = 5;
+  v.i[2] = 6;
+  v.u[0] = 0xAB102030;  // B 0x30, G 0x20, R 0x10; the top byte is not the dialog's
+  v.u[1] = 0x00050607;  // tolerance R 7, G 6, B 5
+  return v;
+}
+
+std::vector<Case> cases() {
+  std::vector<Case> all = {
+      {"ContrastOk",
+       callContrast,
+       contrastVars(),
+       {{0, 40, 40}, {1, -25, -25}},
+       Leave::Ok,
+       with(contrastVars(), [](Vars& v) { v.i[0] = 40, v.i[1] = -25; })},
+      {"ContrastClampsToRange",
+       callContrast,
+       contrastVars(),
+       {{0, 250, 100}, {1, -101, -100}},
+       Leave::Ok,
+       with(contrastVars(), [](Vars& v) { v.i[0] = 100, v.i[1] = -100; })},
+      {"CmykPercentToFactor",
+       callCmyk,
+       cmykVars(),
+       {{0, -50, -50}, {1, 25, 25}, {3, 100, 100}},
+       Leave::Ok,
+       with(cmykVars(), [](Vars& v) { v.d[0] = 0.5, v.d[1] = 1.25, v.d[3] = 2.0; })},
+      {"HueDegreesToBytes",
+       callHue,
+       hueVars(),
+       {{0, -90, -90}, {1, 300, 255}, {3, 180, 180}},
+       Leave::Ok,
+       with(hueVars(), [](Vars& v) { v.i[0] = -63, v.i[1] = 255, v.u[0] = 127; })},
+      {"DesaturateOk", callDesaturate, Vars{}, {}, Leave::Ok, Vars{}},
+      {"GammaOk",
+       callGamma,
+       gammaVars(),
+       {{0, 250, 250}, {1, 5, 10}},
+       Leave::Ok,
+       with(gammaVars(), [](Vars& v) { v.u[0] = 250, v.u[1] = 10; })},
+      {"ReplaceColourBytes",
+       callReplace,
+       replaceVars(),
+       {{3, 255, 255}, {5, 1, 1}, {6, 9, 9}, {8, 200, 200}},
+       Leave::Ok,
+       with(replaceVars(), [](Vars& v) { v.u[0] = 0xABFF2001, v.u[1] = 0x00C80609; })},
+      {"KernelArrayOk", callKernelArray, Vars{}, {}, Leave::Ok, Vars{}, L"3 x 3"},
+      {"KernelFileOk", callKernelFile, Vars{}, {}, Leave::Ok, Vars{}, L"edge.krn"},
+  };
+  // Every other way out, from every dialog, stores nothing.
+  struct Out {
+    const char* name;
+    Leave leave;
+  };
+  const std::vector<Case> ok = all;
+  for (const Out out : {Out{"Cancel", Leave::Cancel}, Out{"Escape", Leave::Escape},
+                        Out{"CloseBox", Leave::CloseBox}})
+    for (const Case& c : ok) {
+      Case d = c;
+      d.leave = out.leave;
+      d.after = c.before;
+      d.text = nullptr;
+      static std::vector<std::string> names;  // test names outlive the table
+      names.push_back(std::string(c.name) + out.name);
+      d.name = names.back().c_str();
+      all.push_back(d);
+    }
+  return all;
+}
+
+INSTANTIATE_TEST_SUITE_P(EntryPoints, CompanionDialog, testing::ValuesIn(cases()),
+                         [](const testing::TestParamInfo<Case>& i) { return i.param.name; });
+
+// The kernel grid shows the caller's kernel: value i * n + j in row i,
+// column j as given, the divisor after it; nothing there can be typed.
+TEST(CompanionDialogKernel, ShowsTheCallersKernelReadOnly) {
+  ASSERT_NE(companionModule(), nullptr);
+  Vars none;
+  std::atomic<DWORD> threadId{0};
+  std::atomic<int32_t> result{-1};
+  std::thread worker([&] {
+    threadId = GetCurrentThreadId();
+    result = callKernelArray(none);
+  });
+  while (!threadId) Sleep(1);
+  HWND dlg = findDialog(threadId);
+  if (!dlg) {
+    worker.join();
+    FAIL() << "no dialog";
+  }
+  for (int cell = 0; cell < 10; ++cell) {
+    BOOL ok = FALSE;
+    EXPECT_EQ(static_cast<int>(GetDlgItemInt(dlg, kKernelCellId + cell, &ok, TRUE)), kKernel[cell])
+        << cell;
+    EXPECT_TRUE(GetWindowLongW(GetDlgItem(dlg, kKernelCellId + cell), GWL_STYLE) & ES_READONLY);
+  }
+  EXPECT_EQ(GetDlgItem(dlg, kKernelCellId + 10), nullptr) << "nine values and the divisor";
+  leave(dlg, threadId, Leave::Cancel);
+  worker.join();
+  EXPECT_EQ(result, 0);
+}
+
+}  // namespace
+}  // namespace nadiro
