@@ -10,7 +10,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <string>
 #include <thread>
@@ -92,7 +94,7 @@ struct Typed {
 };
 
 struct Case {
-  const char* name;
+  std::string name;
   int32_t (*call)(Vars&);
   Vars before;
   std::vector<Typed> typed;
@@ -145,9 +147,47 @@ void leave(HWND dlg, DWORD thread, Leave how) {
   }
 }
 
-class CompanionDialog : public testing::TestWithParam<Case> {};
+// With NADIRO_DIALOG_SHOTS naming a folder, the dialog as it shows is saved
+// there as <name>.bmp (24 bits, bottom-up) for the documentation.
+void saveShot(HWND dlg, const char* name) {
+  const char* folder = std::getenv("NADIRO_DIALOG_SHOTS");
+  if (!folder) return;
+  Sleep(300);  // let the dialog's thread paint
+  RECT r{};
+  GetWindowRect(dlg, &r);
+  const int w = r.right - r.left, h = r.bottom - r.top;
+  HDC window = GetWindowDC(dlg);
+  HDC mem = CreateCompatibleDC(window);
+  HBITMAP bitmap = CreateCompatibleBitmap(window, w, h);
+  HGDIOBJ old = SelectObject(mem, bitmap);
+  if (!PrintWindow(dlg, mem, 0)) BitBlt(mem, 0, 0, w, h, window, 0, 0, SRCCOPY);
+  SelectObject(mem, old);
+  BITMAPINFOHEADER info{};
+  info.biSize = sizeof info;
+  info.biWidth = w;
+  info.biHeight = h;
+  info.biPlanes = 1;
+  info.biBitCount = 24;
+  const DWORD stride = (static_cast<DWORD>(w) * 3 + 3) & ~3u;
+  std::vector<char> pixels(stride * static_cast<DWORD>(h));
+  GetDIBits(mem, bitmap, 0, static_cast<UINT>(h), pixels.data(),
+            reinterpret_cast<BITMAPINFO*>(&info), DIB_RGB_COLORS);
+  DeleteObject(bitmap);
+  DeleteDC(mem);
+  ReleaseDC(dlg, window);
+  BITMAPFILEHEADER file{};
+  file.bfType = 0x4D42;
+  file.bfOffBits = sizeof file + sizeof info;
+  file.bfSize = file.bfOffBits + static_cast<DWORD>(pixels.size());
+  std::ofstream out(std::string(folder) + "/" + name + ".bmp", std::ios::binary);
+  out.write(reinterpret_cast<const char*>(&file), sizeof file);
+  out.write(reinterpret_cast<const char*>(&info), sizeof info);
+  out.write(pixels.data(), static_cast<std::streamsize>(pixels.size()));
+}
 
-TEST_P(CompanionDialog, StoresOnlyWhatOkConfirms) {
+class DialogWindow : public testing::TestWithParam<Case> {};
+
+TEST_P(DialogWindow, StoresOnlyWhatOkConfirms) {
   const Case& c = GetParam();
   ASSERT_NE(companionModule(), nullptr);
   Vars vars = c.before;
@@ -173,6 +213,7 @@ TEST_P(CompanionDialog, StoresOnlyWhatOkConfirms) {
     GetDlgItemTextW(dlg, kKernelTextId, text, 256);
     EXPECT_NE(std::wstring(text).find(c.text), std::wstring::npos);
   }
+  if (c.leave == Leave::Ok) saveShot(dlg, c.name.c_str());
   leave(dlg, threadId, c.leave);
   worker.join();
   EXPECT_EQ(result != 0, c.leave == Leave::Ok) << "result " << result;
@@ -280,20 +321,18 @@ std::vector<Case> cases() {
       d.leave = out.leave;
       d.after = c.before;
       d.text = nullptr;
-      static std::vector<std::string> names;  // test names outlive the table
-      names.push_back(std::string(c.name) + out.name);
-      d.name = names.back().c_str();
+      d.name = c.name + out.name;
       all.push_back(d);
     }
   return all;
 }
 
-INSTANTIATE_TEST_SUITE_P(EntryPoints, CompanionDialog, testing::ValuesIn(cases()),
+INSTANTIATE_TEST_SUITE_P(EntryPoints, DialogWindow, testing::ValuesIn(cases()),
                          [](const testing::TestParamInfo<Case>& i) { return i.param.name; });
 
 // The kernel grid shows the caller's kernel: value i * n + j in row i,
 // column j as given, the divisor after it; nothing there can be typed.
-TEST(CompanionDialogKernel, ShowsTheCallersKernelReadOnly) {
+TEST(DialogKernelGrid, ShowsTheCallersKernelReadOnly) {
   ASSERT_NE(companionModule(), nullptr);
   Vars none;
   std::atomic<DWORD> threadId{0};

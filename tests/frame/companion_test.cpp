@@ -119,12 +119,16 @@ class CompanionDialog : public testing::TestWithParam<DialogCase> {
   static constexpr uint32_t kUntouched = 0xC0DE;
 };
 
+#if !defined(_WIN32)
+// Without a windowing system the shipped module accepts the caller's values
+// (on Windows it shows its dialogs: companion_dialogs_win32_test.cpp).
 TEST_P(CompanionDialog, ShippedModuleAcceptsAndChangesNothing) {
   Variables x;
   EXPECT_EQ(GetParam().show(x), DialogResult::Ok);
   EXPECT_TRUE(x == Variables{});
   EXPECT_EQ(ThreadErrorBlock()->lastError, kUntouched);
 }
+#endif
 
 TEST_P(CompanionDialog, CancelLeavesValuesAndCodes) {
   CompanionName name(TEST_MODULE("NadiroDlgsCancel"));
