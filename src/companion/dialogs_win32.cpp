@@ -209,16 +209,19 @@ void buildTemplate(TemplateWriter& t, const DialogTable& table, const KernelView
   if (table.panel == Panel::Kernel) {
     t.item(SS_LEFT | SS_PATHELLIPSIS | SS_NOPREFIX, kMargin, panelY, textWidth, 24, kKernelTextId,
            L"STATIC", L"");
-    if (grid)
+    if (grid) {
+      t.item(SS_LEFT, kMargin, static_cast<short>(panelY + 30 + kernel->size * 14), 2 * kCell - 4,
+             8, -1, L"STATIC", L"Divisor:");
       for (int cell = 0; cell <= kernel->size * kernel->size; ++cell) {
         const bool divisor = cell == kernel->size * kernel->size;
         const int row = divisor ? kernel->size : cell / kernel->size;
-        const int column = divisor ? 0 : cell % kernel->size;
+        const int column = divisor ? 2 : cell % kernel->size;  // after its label
         t.item(WS_TABSTOP | WS_BORDER | ES_RIGHT | ES_READONLY,
                static_cast<short>(kMargin + column * kCell),
                static_cast<short>(panelY + 28 + row * 14), kCell - 2, 12, kKernelCellId + cell,
                L"EDIT", L"");
       }
+    }
   }
   const short okX = kWidth - kMargin - 2 * kButtonWidth - 4;
   t.item(WS_TABSTOP | WS_GROUP | BS_DEFPUSHBUTTON, okX, buttonsY, kButtonWidth, kButtonHeight, IDOK,

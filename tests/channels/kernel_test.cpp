@@ -401,9 +401,14 @@ TEST_P(ConvolutionDialog, CompanionPresentMissingOrCancelling) {
   ASSERT_TRUE(expected);
 
   setLastError(0);
-  Result r = run(image, {.flags = flags});
+  Result r;
+#if !defined(_WIN32)
+  // The shipped companion accepts here; on Windows it shows its dialog
+  // (driven in companion_dialogs_win32_test.cpp).
+  r = run(image, {.flags = flags});
   EXPECT_TRUE(r.ok);
   EXPECT_EQ(GetLastColorConvertError(), 0u) << "the companion has the entry point";
+#endif
 
   setCompanionFileName("libNoSuchCompanion.so");
   test::ImageHandle source(image);

@@ -21,6 +21,8 @@
 
 #include "companion/dialog_table.h"
 #include "frame/companion_entries.h"
+#include "nadiro/nadiro.h"
+#include "support/images.h"
 
 namespace nadiro {
 namespace {
@@ -147,6 +149,35 @@ void leave(HWND dlg, DWORD thread, Leave how) {
   }
 }
 
+// Runs `work` on its own thread, where it shows a dialog; the destructor
+// cancels a dialog still open and waits for the thread.
+class DialogThread {
+ public:
+  explicit DialogThread(std::function<void()> work)
+      : worker_([this, work = std::move(work)] {
+          id_ = GetCurrentThreadId();
+          work();
+        }) {
+    while (!id_) Sleep(1);
+    dialog_ = findDialog(id_);
+  }
+  ~DialogThread() { finish(); }
+  DialogThread(const DialogThread&) = delete;
+  DialogThread& operator=(const DialogThread&) = delete;
+  HWND dialog() const { return dialog_; }
+  DWORD id() const { return id_; }
+  void finish() {
+    if (!worker_.joinable()) return;
+    if (dialog_ && IsWindow(dialog_)) PostMessageW(dialog_, WM_COMMAND, IDCANCEL, 0);
+    worker_.join();
+  }
+
+ private:
+  std::atomic<DWORD> id_{0};
+  HWND dialog_ = nullptr;
+  std::thread worker_;
+};
+
 // With NADIRO_DIALOG_SHOTS naming a folder, the dialog as it shows is saved
 // there as <name>.bmp (24 bits, bottom-up) for the documentation.
 void saveShot(HWND dlg, const char* name) {
@@ -156,11 +187,12 @@ void saveShot(HWND dlg, const char* name) {
   RECT r{};
   GetWindowRect(dlg, &r);
   const int w = r.right - r.left, h = r.bottom - r.top;
-  HDC window = GetWindowDC(dlg);
+  // From the screen: the dialog is on top, controls and frame as drawn.
+  HDC window = GetDC(nullptr);
   HDC mem = CreateCompatibleDC(window);
   HBITMAP bitmap = CreateCompatibleBitmap(window, w, h);
   HGDIOBJ old = SelectObject(mem, bitmap);
-  if (!PrintWindow(dlg, mem, 0)) BitBlt(mem, 0, 0, w, h, window, 0, 0, SRCCOPY);
+  BitBlt(mem, 0, 0, w, h, window, r.left, r.top, SRCCOPY);
   SelectObject(mem, old);
   BITMAPINFOHEADER info{};
   info.biSize = sizeof info;
@@ -174,7 +206,7 @@ void saveShot(HWND dlg, const char* name) {
             reinterpret_cast<BITMAPINFO*>(&info), DIB_RGB_COLORS);
   DeleteObject(bitmap);
   DeleteDC(mem);
-  ReleaseDC(dlg, window);
+  ReleaseDC(nullptr, window);
   BITMAPFILEHEADER file{};
   file.bfType = 0x4D42;
   file.bfOffBits = sizeof file + sizeof info;
@@ -192,17 +224,9 @@ TEST_P(DialogWindow, StoresOnlyWhatOkConfirms) {
   ASSERT_NE(companionModule(), nullptr);
   Vars vars = c.before;
   std::atomic<int32_t> result{-1};
-  std::atomic<DWORD> threadId{0};
-  std::thread worker([&] {
-    threadId = GetCurrentThreadId();
-    result = c.call(vars);
-  });
-  while (!threadId) Sleep(1);
-  HWND dlg = findDialog(threadId);
-  if (!dlg) {
-    worker.join();
-    FAIL() << "no dialog appeared; the entry point returned " << result;
-  }
+  DialogThread run([&] { result = c.call(vars); });
+  HWND dlg = run.dialog();
+  ASSERT_NE(dlg, nullptr) << "no dialog appeared";
   for (const Typed& t : c.typed) {
     SetDlgItemInt(dlg, kEditId + t.param, static_cast<UINT>(t.value), TRUE);
     EXPECT_EQ(SendDlgItemMessageW(dlg, kTrackbarId + t.param, TBM_GETPOS, 0, 0), t.trackbar)
@@ -214,8 +238,8 @@ TEST_P(DialogWindow, StoresOnlyWhatOkConfirms) {
     EXPECT_NE(std::wstring(text).find(c.text), std::wstring::npos);
   }
   if (c.leave == Leave::Ok) saveShot(dlg, c.name.c_str());
-  leave(dlg, threadId, c.leave);
-  worker.join();
+  leave(dlg, run.id(), c.leave);
+  run.finish();
   EXPECT_EQ(result != 0, c.leave == Leave::Ok) << "result " << result;
   EXPECT_EQ(vars, c.after);
 }
@@ -268,7 +292,7 @@ Vars replaceVars() {
 
 std::vector<Case> cases() {
   std::vector<Case> all = {
-      {"ContrastOk",
+      {"Contrast",
        callContrast,
        contrastVars(),
        {{0, 40, 40}, {1, -25, -25}},
@@ -280,33 +304,33 @@ std::vector<Case> cases() {
        {{0, 250, 100}, {1, -101, -100}},
        Leave::Ok,
        with(contrastVars(), [](Vars& v) { v.i[0] = 100, v.i[1] = -100; })},
-      {"CmykPercentToFactor",
+      {"CmykLevels",
        callCmyk,
        cmykVars(),
        {{0, -50, -50}, {1, 25, 25}, {3, 100, 100}},
        Leave::Ok,
        with(cmykVars(), [](Vars& v) { v.d[0] = 0.5, v.d[1] = 1.25, v.d[3] = 2.0; })},
-      {"HueDegreesToBytes",
+      {"HueSaturation",
        callHue,
        hueVars(),
        {{0, -90, -90}, {1, 300, 255}, {3, 180, 180}},
        Leave::Ok,
        with(hueVars(), [](Vars& v) { v.i[0] = -63, v.i[1] = 255, v.u[0] = 127; })},
-      {"DesaturateOk", callDesaturate, Vars{}, {}, Leave::Ok, Vars{}},
-      {"GammaOk",
+      {"Desaturate", callDesaturate, Vars{}, {}, Leave::Ok, Vars{}},
+      {"GammaCorrection",
        callGamma,
        gammaVars(),
        {{0, 250, 250}, {1, 5, 10}},
        Leave::Ok,
        with(gammaVars(), [](Vars& v) { v.u[0] = 250, v.u[1] = 10; })},
-      {"ReplaceColourBytes",
+      {"ReplaceColour",
        callReplace,
        replaceVars(),
        {{3, 255, 255}, {5, 1, 1}, {6, 9, 9}, {8, 200, 200}},
        Leave::Ok,
        with(replaceVars(), [](Vars& v) { v.u[0] = 0xABFF2001, v.u[1] = 0x00C80609; })},
-      {"KernelArrayOk", callKernelArray, Vars{}, {}, Leave::Ok, Vars{}, L"3 x 3"},
-      {"KernelFileOk", callKernelFile, Vars{}, {}, Leave::Ok, Vars{}, L"edge.krn"},
+      {"ConvolutionKernel", callKernelArray, Vars{}, {}, Leave::Ok, Vars{}, L"3 x 3"},
+      {"ConvolutionFile", callKernelFile, Vars{}, {}, Leave::Ok, Vars{}, L"edge.krn"},
   };
   // Every other way out, from every dialog, stores nothing.
   struct Out {
@@ -335,18 +359,10 @@ INSTANTIATE_TEST_SUITE_P(EntryPoints, DialogWindow, testing::ValuesIn(cases()),
 TEST(DialogKernelGrid, ShowsTheCallersKernelReadOnly) {
   ASSERT_NE(companionModule(), nullptr);
   Vars none;
-  std::atomic<DWORD> threadId{0};
   std::atomic<int32_t> result{-1};
-  std::thread worker([&] {
-    threadId = GetCurrentThreadId();
-    result = callKernelArray(none);
-  });
-  while (!threadId) Sleep(1);
-  HWND dlg = findDialog(threadId);
-  if (!dlg) {
-    worker.join();
-    FAIL() << "no dialog";
-  }
+  DialogThread run([&] { result = callKernelArray(none); });
+  HWND dlg = run.dialog();
+  ASSERT_NE(dlg, nullptr);
   for (int cell = 0; cell < 10; ++cell) {
     BOOL ok = FALSE;
     EXPECT_EQ(static_cast<int>(GetDlgItemInt(dlg, kKernelCellId + cell, &ok, TRUE)), kKernel[cell])
@@ -354,9 +370,39 @@ TEST(DialogKernelGrid, ShowsTheCallersKernelReadOnly) {
     EXPECT_TRUE(GetWindowLongW(GetDlgItem(dlg, kKernelCellId + cell), GWL_STYLE) & ES_READONLY);
   }
   EXPECT_EQ(GetDlgItem(dlg, kKernelCellId + 10), nullptr) << "nine values and the divisor";
-  leave(dlg, threadId, Leave::Cancel);
-  worker.join();
+  leave(dlg, run.id(), Leave::Cancel);
+  run.finish();
   EXPECT_EQ(result, 0);
+}
+
+// Through an export: OK filters with the caller's kernel, Cancel ends the
+// call with no image and no error.
+TEST(DialogThroughExport, ConvolutionGoesOnOnlyAfterOk) {
+  test::DibSpec noise;
+  noise.width = 6;
+  noise.height = 4;
+  noise.bits = 24;
+  const std::vector<uint8_t> image = test::makeDib(noise);
+  test::ImageHandle source(image);
+  uint32_t error = 0;
+  test::ImageHandle plain(
+      ColorConvolutionW(source.get(), 1, 0, 1, 3, nullptr, kKernel, &error, 0, nullptr));
+  ASSERT_TRUE(plain);
+  for (const Leave how : {Leave::Ok, Leave::Cancel}) {
+    std::atomic<NadiroHandle> out{nullptr};
+    DialogThread run([&] {
+      uint32_t e = 0;
+      out = ColorConvolutionW(source.get(), 1, 0, 1, 3, nullptr, kKernel, &e, 2, nullptr);
+    });
+    ASSERT_NE(run.dialog(), nullptr);
+    leave(run.dialog(), run.id(), how);
+    run.finish();
+    test::ImageHandle result(out.load());
+    EXPECT_EQ(bool(result), how == Leave::Ok);
+    if (result) {
+      EXPECT_EQ(test::blockBytes(result.get()), test::blockBytes(plain.get()));
+    }
+  }
 }
 
 }  // namespace
