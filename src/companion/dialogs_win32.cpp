@@ -207,7 +207,7 @@ void buildTemplate(TemplateWriter& t, const DialogTable& table, const KernelView
     t.item(SS_LEFT, kMargin, panelY, textWidth, 20, -1, L"STATIC",
            L"Every pixel of the image becomes grey. Go on?");
   if (table.panel == Panel::Kernel) {
-    t.item(SS_LEFT | SS_PATHELLIPSIS | SS_NOPREFIX, kMargin, panelY, textWidth, 24, kKernelTextId,
+    t.item(SS_LEFT | SS_NOPREFIX, kMargin, panelY, textWidth, 24, kKernelTextId,
            L"STATIC", L"");
     if (grid) {
       t.item(SS_LEFT, kMargin, static_cast<short>(panelY + 30 + kernel->size * 14), 2 * kCell - 4,
