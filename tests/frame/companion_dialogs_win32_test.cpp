@@ -405,5 +405,24 @@ TEST(DialogThroughExport, ConvolutionGoesOnOnlyAfterOk) {
   }
 }
 
+// The host's active window owns the dialog, and is disabled while it shows.
+TEST(DialogOwner, IsTheCallersActiveWindow) {
+  std::atomic<HWND> owner{nullptr};
+  Vars vars;
+  DialogThread run([&] {
+    HWND w = CreateWindowExW(0, L"STATIC", L"host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 200,
+                             100, nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
+    SetActiveWindow(w);
+    owner = w;
+    callContrast(vars);
+    DestroyWindow(w);
+  });
+  ASSERT_NE(run.dialog(), nullptr);
+  EXPECT_EQ(GetWindow(run.dialog(), GW_OWNER), owner.load());
+  EXPECT_FALSE(IsWindowEnabled(owner.load()));
+  leave(run.dialog(), run.id(), Leave::Ok);
+  run.finish();
+}
+
 }  // namespace
 }  // namespace nadiro
