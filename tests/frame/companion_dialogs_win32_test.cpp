@@ -424,5 +424,41 @@ TEST(DialogOwner, IsTheCallersActiveWindow) {
   run.finish();
 }
 
+// Keyboard: the first trackbar has the focus; each key, sent to the focused
+// control through the dialog's own loop, moves it on.
+struct KeyCase {
+  UINT message;
+  WPARAM key;
+  int focus;  // control id expected to have the focus afterwards
+};
+
+TEST(DialogKeyboard, TabAndMnemonicsMoveTheFocus) {
+  Vars vars;
+  DialogThread run([&] { callContrast(vars); });
+  ASSERT_NE(run.dialog(), nullptr);
+  const auto focusId = [&] {
+    GUITHREADINFO info{};
+    info.cbSize = sizeof info;
+    GetGUIThreadInfo(run.id(), &info);
+    return info.hwndFocus ? GetDlgCtrlID(info.hwndFocus) : 0;
+  };
+  EXPECT_EQ(focusId(), kTrackbarId);
+  for (const KeyCase k : {KeyCase{WM_KEYDOWN, VK_TAB, kEditId},        // trackbar -> its box
+                          KeyCase{WM_SYSCHAR, L'c', kTrackbarId + 1},  // Alt+C: Contrast
+                          KeyCase{WM_SYSCHAR, L'b', kTrackbarId},      // Alt+B: Brightness
+                          KeyCase{WM_KEYDOWN, VK_TAB, kEditId},        // and on again
+                          KeyCase{WM_KEYDOWN, VK_TAB, kTrackbarId + 1}}) {
+    GUITHREADINFO info{};
+    info.cbSize = sizeof info;
+    GetGUIThreadInfo(run.id(), &info);
+    PostMessageW(info.hwndFocus, k.message, k.key, k.message == WM_SYSCHAR ? 1 << 29 : 0);
+    int now = 0;
+    for (int tries = 0; tries < 100 && (now = focusId()) != k.focus; ++tries) Sleep(10);
+    EXPECT_EQ(now, k.focus) << "key " << k.key;
+  }
+  leave(run.dialog(), run.id(), Leave::Cancel);
+  run.finish();
+}
+
 }  // namespace
 }  // namespace nadiro
