@@ -32,10 +32,15 @@ struct Param {
 
 enum class Panel : uint8_t { None, Confirm, Kernel };
 
+// Runs the dialog's operation with no dialogs on `thumbnail` with the values
+// as shown (in the table's order); gives a new image, or null.
+using Preview = void* (*)(void* thumbnail, const int32_t* shown);
+
 struct DialogTable {
   const wchar_t* title;
   std::span<const Param> params;
   Panel panel;
+  Preview preview = nullptr;
 };
 
 // Control identifiers: parameter i has its trackbar at kTrackbarId + i and
@@ -45,6 +50,8 @@ inline constexpr int kTrackbarId = 200;
 inline constexpr int kEditId = 300;
 inline constexpr int kKernelTextId = 400;
 inline constexpr int kKernelCellId = 500;
+inline constexpr int kBeforeId = 450;  // the preview: the image as it is
+inline constexpr int kAfterId = 451;   // and with the values shown
 
 // What the convolution dialog shows: the kernel as the caller passed it.
 struct KernelView {
@@ -54,13 +61,14 @@ struct KernelView {
   const int16_t* kernel;    // read only for source 1: size * size values, then the divisor
 };
 
-// Shows the dialog modally, owned by the calling thread's active window.
+// Shows the dialog modally, owned by the calling thread's active window;
+// with a preview, a thumbnail of `image` (a 24-bit image) shows the effect.
 // `slots` holds the entry point's pointers in the order the table's slots
 // count them. OK stores every value the person changed (an untouched value
 // keeps its exact bits) and gives 1; Cancel, Esc or the close box give 0 and
 // store nothing. A dialog that cannot be created gives 1 and stores nothing:
 // the caller's values are accepted as they are.
-int32_t runDialog(const DialogTable& table, std::span<void* const> slots,
+int32_t runDialog(const DialogTable& table, void* image, std::span<void* const> slots,
                   const KernelView* kernel = nullptr) noexcept;
 
 }  // namespace nadiro::dialogs

@@ -178,7 +178,10 @@ constexpr short kMargin = 7, kRow = 18, kLabelWidth = 74, kBarWidth = 130, kEdit
 constexpr short kWidth = kMargin + kLabelWidth + kBarWidth + kEditWidth + 3 * 4;
 constexpr short kCell = 24, kButtonWidth = 50, kButtonHeight = 14;
 
-void buildTemplate(TemplateWriter& t, const DialogTable& table, const KernelView* kernel) {
+constexpr short kPreviewWidth = 92, kPreviewHeight = 64;
+
+void buildTemplate(TemplateWriter& t, const DialogTable& table, const KernelView* kernel,
+                   bool preview) {
   const int n = static_cast<int>(table.params.size());
   const bool grid = kernel && kernel->source == 1 && kernel->kernel && kernel->size >= 3 &&
                     kernel->size <= kMaxKernel;
@@ -186,11 +189,21 @@ void buildTemplate(TemplateWriter& t, const DialogTable& table, const KernelView
   if (table.panel == Panel::Confirm) panel = 24;
   if (table.panel == Panel::Kernel)
     panel = static_cast<short>(30 + (grid ? kernel->size + 1 : 0) * 14);
-  const short buttonsY = static_cast<short>(kMargin + n * kRow + panel + 4);
+  const short previewBottom = preview ? kMargin + 2 * (12 + kPreviewHeight) + 4 : 0;
+  const short buttonsY =
+      std::max(static_cast<short>(kMargin + n * kRow + panel + 4), previewBottom);
   const short height = static_cast<short>(buttonsY + kButtonHeight + kMargin);
+  const short width = preview ? kWidth + kPreviewWidth + 4 : kWidth;
   const DialogFont font = messageFont();
   t.header(WS_POPUP | WS_CAPTION | WS_SYSMENU | DS_MODALFRAME | DS_CENTER | DS_SETFONT, table.title,
-           kWidth, height, font.face.c_str(), font.points);
+           width, height, font.face.c_str(), font.points);
+  if (preview)
+    for (int k = 0; k < 2; ++k) {
+      const short y = static_cast<short>(kMargin + k * (12 + kPreviewHeight + 4));
+      t.item(SS_LEFT, kWidth, y, kPreviewWidth, 8, -1, L"STATIC", k ? L"After:" : L"Before:");
+      t.item(SS_OWNERDRAW, kWidth, static_cast<short>(y + 10), kPreviewWidth, kPreviewHeight,
+             kBeforeId + k, L"STATIC", L"");
+    }
   for (int i = 0; i < n; ++i) {
     const short y = static_cast<short>(kMargin + i * kRow);
     const short barX = kMargin + kLabelWidth + 4;
@@ -207,8 +220,7 @@ void buildTemplate(TemplateWriter& t, const DialogTable& table, const KernelView
     t.item(SS_LEFT, kMargin, panelY, textWidth, 20, -1, L"STATIC",
            L"Every pixel of the image becomes grey. Go on?");
   if (table.panel == Panel::Kernel) {
-    t.item(SS_LEFT | SS_NOPREFIX, kMargin, panelY, textWidth, 24, kKernelTextId,
-           L"STATIC", L"");
+    t.item(SS_LEFT | SS_NOPREFIX, kMargin, panelY, textWidth, 24, kKernelTextId, L"STATIC", L"");
     if (grid) {
       t.item(SS_LEFT, kMargin, static_cast<short>(panelY + 30 + kernel->size * 14), 2 * kCell - 4,
              8, -1, L"STATIC", L"Divisor:");
@@ -223,7 +235,7 @@ void buildTemplate(TemplateWriter& t, const DialogTable& table, const KernelView
       }
     }
   }
-  const short okX = kWidth - kMargin - 2 * kButtonWidth - 4;
+  const short okX = static_cast<short>(width - kMargin - 2 * kButtonWidth - 4);
   t.item(WS_TABSTOP | WS_GROUP | BS_DEFPUSHBUTTON, okX, buttonsY, kButtonWidth, kButtonHeight, IDOK,
          L"BUTTON", L"OK");
   t.item(WS_TABSTOP | BS_PUSHBUTTON, static_cast<short>(okX + kButtonWidth + 4), buttonsY,
@@ -232,11 +244,94 @@ void buildTemplate(TemplateWriter& t, const DialogTable& table, const KernelView
 
 // ---- the live dialog -------------------------------------------------------
 
+// A global memory block owned for the length of a dialog.
+class Block {
+ public:
+  Block() = default;
+  explicit Block(HGLOBAL h) : h_(h) {}
+  ~Block() {
+    if (h_) GlobalFree(h_);
+  }
+  Block(const Block&) = delete;
+  Block& operator=(Block&& o) noexcept {
+    std::swap(h_, o.h_);
+    return *this;
+  }
+  HGLOBAL get() const { return h_; }
+
+ private:
+  HGLOBAL h_ = nullptr;
+};
+
+// A locked block, unlocked at the end of the scope.
+class Locked {
+ public:
+  explicit Locked(HGLOBAL h) : h_(h), p_(h ? static_cast<uint8_t*>(GlobalLock(h)) : nullptr) {}
+  ~Locked() {
+    if (p_) GlobalUnlock(h_);
+  }
+  Locked(const Locked&) = delete;
+  Locked& operator=(const Locked&) = delete;
+  uint8_t* get() const { return p_; }
+
+ private:
+  HGLOBAL h_;
+  uint8_t* p_;
+};
+
+// Width, height and pixel offset of a bottom-up 24-bit image, or false.
+bool geometry24(HGLOBAL image, const uint8_t* p, BITMAPINFOHEADER& h, size_t& offset) {
+  if (!p || GlobalSize(image) < sizeof h) return false;
+  std::memcpy(&h, p, sizeof h);
+  if (h.biSize != sizeof h || h.biBitCount != 24 || h.biWidth <= 0 || h.biHeight <= 0 ||
+      h.biWidth > 65535 || h.biHeight > 65535 || h.biClrUsed > 256)
+    return false;
+  offset = sizeof h + 4 * size_t{h.biClrUsed};
+  const size_t stride = (3 * size_t(h.biWidth) + 3) & ~size_t{3};
+  return offset + stride * size_t(h.biHeight) <= GlobalSize(image);
+}
+
+// The image scaled down once (nearest pixel) to fit the preview, as a new
+// 24-bit image; null when the image is not one the preview can show.
+HGLOBAL thumbnail(HGLOBAL image) {
+  Locked source(image);
+  BITMAPINFOHEADER h;
+  size_t offset;
+  if (!geometry24(image, source.get(), h, offset)) return nullptr;
+  constexpr long kSide = 128;
+  const long big = std::max(h.biWidth, h.biHeight);
+  const long w = std::max(1L, h.biWidth * std::min(big, kSide) / big);
+  const long ht = std::max(1L, h.biHeight * std::min(big, kSide) / big);
+  const size_t stride = (3 * size_t(w) + 3) & ~size_t{3};
+  const size_t from = (3 * size_t(h.biWidth) + 3) & ~size_t{3};
+  HGLOBAL out = GlobalAlloc(GHND, sizeof h + stride * size_t(ht));
+  Locked target(out);
+  if (!target.get()) {
+    if (out) GlobalFree(out);
+    return nullptr;
+  }
+  BITMAPINFOHEADER t = h;
+  t.biWidth = w;
+  t.biHeight = ht;
+  t.biSizeImage = static_cast<DWORD>(stride * size_t(ht));
+  t.biClrUsed = t.biClrImportant = 0;
+  std::memcpy(target.get(), &t, sizeof t);
+  for (long y = 0; y < ht; ++y)
+    for (long x = 0; x < w; ++x)
+      std::memcpy(target.get() + sizeof t + size_t(y) * stride + 3 * size_t(x),
+                  source.get() + offset + size_t(y * h.biHeight / ht) * from +
+                      3 * size_t(x * h.biWidth / w),
+                  3);
+  return out;
+}
+
 struct DialogState {
-  const DialogTable* table;
-  const KernelView* kernel;
+  const DialogTable* table = nullptr;
+  const KernelView* kernel = nullptr;
   std::array<int32_t, kMaxParams> shown{};
   bool syncing = false;
+  bool ready = false;   // set once every control holds its value
+  Block before, after;  // the preview's thumbnail and its result
 };
 
 std::wstring kernelText(const KernelView& k) {
@@ -283,13 +378,50 @@ int32_t editValue(HWND dlg, const Param& p, int i) {
   return std::clamp(v, p.min, p.max);
 }
 
+// Runs the preview with the values as they stand now.
+void refresh(HWND dlg, DialogState& s) {
+  if (!s.ready || !s.before.get()) return;
+  std::array<int32_t, kMaxParams> v{};
+  for (size_t k = 0; k < s.table->params.size(); ++k)
+    v[k] = editValue(dlg, s.table->params[k], static_cast<int>(k));
+  s.after = Block(static_cast<HGLOBAL>(s.table->preview(s.before.get(), v.data())));
+  InvalidateRect(GetDlgItem(dlg, kAfterId), nullptr, TRUE);
+}
+
+// Draws a 24-bit image into an owner-drawn frame, scaled to fit.
+void drawImage(const DRAWITEMSTRUCT& d, HGLOBAL image) {
+  FillRect(d.hDC, &d.rcItem, GetSysColorBrush(COLOR_BTNFACE));
+  Locked p(image);
+  BITMAPINFOHEADER h;
+  size_t offset;
+  if (!geometry24(image, p.get(), h, offset)) return;
+  const long fw = d.rcItem.right - d.rcItem.left, fh = d.rcItem.bottom - d.rcItem.top;
+  const long w = std::min(fw, h.biWidth * fh / h.biHeight),
+             ht = std::min(fh, h.biHeight * fw / h.biWidth);
+  SetStretchBltMode(d.hDC, HALFTONE);
+  StretchDIBits(d.hDC, static_cast<int>(d.rcItem.left + (fw - w) / 2),
+                static_cast<int>(d.rcItem.top + (fh - ht) / 2), static_cast<int>(w),
+                static_cast<int>(ht), 0, 0, static_cast<int>(h.biWidth),
+                static_cast<int>(h.biHeight), p.get() + offset,
+                reinterpret_cast<const BITMAPINFO*>(p.get()), DIB_RGB_COLORS, SRCCOPY);
+}
+
 INT_PTR CALLBACK dialogProc(HWND dlg, UINT message, WPARAM wParam, LPARAM lParam) {
   auto* state = reinterpret_cast<DialogState*>(GetWindowLongPtrW(dlg, DWLP_USER));
   switch (message) {
     case WM_INITDIALOG:
       SetWindowLongPtrW(dlg, DWLP_USER, lParam);
-      initDialog(dlg, *reinterpret_cast<DialogState*>(lParam));
+      state = reinterpret_cast<DialogState*>(lParam);
+      initDialog(dlg, *state);
+      state->ready = true;
+      refresh(dlg, *state);
       return TRUE;
+    case WM_DRAWITEM: {
+      const auto* d = reinterpret_cast<const DRAWITEMSTRUCT*>(lParam);
+      if (!state || (d->CtlID != kBeforeId && d->CtlID != kAfterId)) return FALSE;
+      drawImage(*d, d->CtlID == kBeforeId ? state->before.get() : state->after.get());
+      return TRUE;
+    }
     case WM_HSCROLL: {
       const int i = GetDlgCtrlID(reinterpret_cast<HWND>(lParam)) - kTrackbarId;
       if (!state || i < 0 || i >= static_cast<int>(state->table->params.size())) return FALSE;
@@ -307,6 +439,7 @@ INT_PTR CALLBACK dialogProc(HWND dlg, UINT message, WPARAM wParam, LPARAM lParam
         const Param& p = state->table->params[static_cast<size_t>(i)];
         if (HIWORD(wParam) == EN_CHANGE && !state->syncing)
           SendDlgItemMessageW(dlg, kTrackbarId + i, TBM_SETPOS, TRUE, editValue(dlg, p, i));
+        if (HIWORD(wParam) == EN_CHANGE) refresh(dlg, *state);
         if (HIWORD(wParam) == EN_KILLFOCUS)
           SetDlgItemInt(dlg, id, static_cast<UINT>(editValue(dlg, p, i)), TRUE);
         return TRUE;
@@ -332,11 +465,14 @@ INT_PTR CALLBACK dialogProc(HWND dlg, UINT message, WPARAM wParam, LPARAM lParam
 
 }  // namespace
 
-int32_t runDialog(const DialogTable& table, std::span<void* const> slots,
+int32_t runDialog(const DialogTable& table, void* image, std::span<void* const> slots,
                   const KernelView* kernel) noexcept {
   try {
     if (table.params.size() > kMaxParams) return 1;
-    DialogState state{&table, kernel};
+    DialogState state;
+    state.table = &table;
+    state.kernel = kernel;
+    if (table.preview && image) state.before = Block(thumbnail(static_cast<HGLOBAL>(image)));
     std::array<int32_t, kMaxParams> before{};
     for (size_t i = 0; i < table.params.size(); ++i) {
       const Param& p = table.params[i];
@@ -346,7 +482,7 @@ int32_t runDialog(const DialogTable& table, std::span<void* const> slots,
     INITCOMMONCONTROLSEX controls{sizeof controls, ICC_BAR_CLASSES};
     InitCommonControlsEx(&controls);
     TemplateWriter t;
-    buildTemplate(t, table, kernel);
+    buildTemplate(t, table, kernel, state.before.get() != nullptr);
     const INT_PTR result =
         DialogBoxIndirectParamW(reinterpret_cast<HINSTANCE>(&__ImageBase), t.get(),
                                 GetActiveWindow(), dialogProc, reinterpret_cast<LPARAM>(&state));

@@ -12,3 +12,10 @@ if(WIN32)
 else()
   set_target_properties(NadiroDlgs PROPERTIES PREFIX "lib")
 endif()
+if(WIN32)
+  # The dialogs' previews run the operations through the module's own copy
+  # of the library, apart from the host's per-thread state.
+  # Its attach/detach entry gives that copy its per-thread blocks.
+  target_sources(NadiroDlgs PRIVATE src/frame/dll_main_win32.cpp)
+  target_link_libraries(NadiroDlgs PRIVATE nadiro_static)
+endif()

@@ -60,26 +60,64 @@ constexpr Param kReplaceColor[] = {
     {L"Tolerance b&lue:", 4, Unit::Byte2, 0, 255},
 };
 
-constexpr DialogTable kContrastDialog{L"Brightness and Contrast", kContrast, Panel::None};
-constexpr DialogTable kCmykDialog{L"CMYK Levels", kCmykLevels, Panel::None};
-constexpr DialogTable kHueDialog{L"Hue and Saturation", kHueSaturation, Panel::None};
-constexpr DialogTable kDesaturateDialog{L"Desaturate", {}, Panel::Confirm};
-constexpr DialogTable kGammaDialog{L"Gamma Correction", kGamma, Panel::None};
-constexpr DialogTable kReplaceDialog{L"Replace Colour", kReplaceColor, Panel::None};
+#if defined(_WIN32)
+// The previews: the module carries its own copy of the library, so they
+// touch nothing of the host's per-thread state. Values as the tables list them.
+void* previewContrast(void* image, const int32_t* v) {
+  return ColorBrightnessContrast(image, v[0], v[1], 0);
+}
+void* previewCmyk(void* image, const int32_t* v) {
+  return ColorCMYKLevels(image, v[0], v[1], v[2], v[3], 0, nullptr);
+}
+void* previewHue(void* image, const int32_t* v) {
+  return ColorHueSaturation(image, v[0], v[1], v[2], static_cast<uint32_t>(v[3]),
+                            static_cast<uint32_t>(v[4]), 0, nullptr);
+}
+void* previewDesaturate(void* image, const int32_t*) {
+  return Desaturate(image, 0, nullptr);
+}
+void* previewGamma(void* image, const int32_t* v) {
+  return GammaCorrection(image, static_cast<uint32_t>(v[0]), static_cast<uint32_t>(v[1]),
+                         static_cast<uint32_t>(v[2]), 0, nullptr);
+}
+uint32_t bytes(int32_t b0, int32_t b1, int32_t b2) {
+  return static_cast<uint32_t>(b0 | b1 << 8 | b2 << 16);
+}
+void* previewReplace(void* image, const int32_t* v) {
+  return ReplaceColor(image, bytes(v[5], v[4], v[3]), bytes(v[6], v[7], v[8]), v[0], v[1], v[2], 0,
+                      nullptr);
+}
+#define NADIRO_PREVIEW(f) f
+#else
+#define NADIRO_PREVIEW(f) nullptr
+#endif
+
+constexpr DialogTable kContrastDialog{L"Brightness and Contrast", kContrast, Panel::None,
+                                      NADIRO_PREVIEW(previewContrast)};
+constexpr DialogTable kCmykDialog{L"CMYK Levels", kCmykLevels, Panel::None,
+                                  NADIRO_PREVIEW(previewCmyk)};
+constexpr DialogTable kHueDialog{L"Hue and Saturation", kHueSaturation, Panel::None,
+                                 NADIRO_PREVIEW(previewHue)};
+constexpr DialogTable kDesaturateDialog{
+    L"Desaturate", {}, Panel::Confirm, NADIRO_PREVIEW(previewDesaturate)};
+constexpr DialogTable kGammaDialog{L"Gamma Correction", kGamma, Panel::None,
+                                   NADIRO_PREVIEW(previewGamma)};
+constexpr DialogTable kReplaceDialog{L"Replace Colour", kReplaceColor, Panel::None,
+                                     NADIRO_PREVIEW(previewReplace)};
 constexpr DialogTable kConvolutionDialog{L"Convolution Filter", {}, Panel::Kernel};
 
 #if defined(_WIN32)
 template <typename... Pointers>
-int32_t show(const DialogTable& table, Pointers*... pointers) {
+int32_t show(const DialogTable& table, NadiroHandle image, Pointers*... pointers) {
   void* const slots[] = {const_cast<void*>(static_cast<const void*>(pointers))..., nullptr};
-  return nadiro::dialogs::runDialog(table, {slots, sizeof...(Pointers)});
+  return nadiro::dialogs::runDialog(table, image, {slots, sizeof...(Pointers)});
 }
 int32_t showKernel(const KernelView& kernel) {
-  return nadiro::dialogs::runDialog(kConvolutionDialog, {}, &kernel);
+  return nadiro::dialogs::runDialog(kConvolutionDialog, nullptr, {}, &kernel);
 }
 #else
 template <typename... Pointers>
-int32_t show(const DialogTable&, Pointers*...) {
+int32_t show(const DialogTable&, NadiroHandle, Pointers*...) {
   return 1;
 }
 int32_t showKernel(const KernelView&) {
@@ -91,37 +129,37 @@ int32_t showKernel(const KernelView&) {
 
 extern "C" {
 
-NADIRO_DLGS_EXPORT int32_t NADIRO_CALL CONTRASTUI(NadiroHandle, int32_t* brightness,
+NADIRO_DLGS_EXPORT int32_t NADIRO_CALL CONTRASTUI(NadiroHandle image, int32_t* brightness,
                                                   int32_t* contrast) {
-  return show(kContrastDialog, brightness, contrast);
+  return show(kContrastDialog, image, brightness, contrast);
 }
 
-NADIRO_DLGS_EXPORT int32_t NADIRO_CALL ColorCMYKLevelsUI(NadiroHandle, double* cyan,
+NADIRO_DLGS_EXPORT int32_t NADIRO_CALL ColorCMYKLevelsUI(NadiroHandle image, double* cyan,
                                                          double* magenta, double* yellow,
                                                          double* black) {
-  return show(kCmykDialog, cyan, magenta, yellow, black);
+  return show(kCmykDialog, image, cyan, magenta, yellow, black);
 }
 
-NADIRO_DLGS_EXPORT int32_t NADIRO_CALL ColorHueSaturationUI(NadiroHandle, int32_t* hue,
+NADIRO_DLGS_EXPORT int32_t NADIRO_CALL ColorHueSaturationUI(NadiroHandle image, int32_t* hue,
                                                             int32_t* saturation, int32_t* intensity,
                                                             uint32_t* rangeStart,
                                                             uint32_t* rangeEnd) {
-  return show(kHueDialog, hue, saturation, intensity, rangeStart, rangeEnd);
+  return show(kHueDialog, image, hue, saturation, intensity, rangeStart, rangeEnd);
 }
 
-NADIRO_DLGS_EXPORT int32_t NADIRO_CALL DesaturateUI(NadiroHandle) {
-  return show(kDesaturateDialog);
+NADIRO_DLGS_EXPORT int32_t NADIRO_CALL DesaturateUI(NadiroHandle image) {
+  return show(kDesaturateDialog, image);
 }
 
-NADIRO_DLGS_EXPORT int32_t NADIRO_CALL GammaCorrectionUI(NadiroHandle, uint32_t* red,
+NADIRO_DLGS_EXPORT int32_t NADIRO_CALL GammaCorrectionUI(NadiroHandle image, uint32_t* red,
                                                          uint32_t* green, uint32_t* blue) {
-  return show(kGammaDialog, red, green, blue);
+  return show(kGammaDialog, image, red, green, blue);
 }
 
-NADIRO_DLGS_EXPORT int32_t NADIRO_CALL ReplaceColorUI(NadiroHandle, int32_t* hue,
+NADIRO_DLGS_EXPORT int32_t NADIRO_CALL ReplaceColorUI(NadiroHandle image, int32_t* hue,
                                                       int32_t* saturation, int32_t* intensity,
                                                       uint32_t* colour, uint32_t* tolerance) {
-  return show(kReplaceDialog, hue, saturation, intensity, colour, tolerance);
+  return show(kReplaceDialog, image, hue, saturation, intensity, colour, tolerance);
 }
 
 // The kernel source and size are 16-bit values in 32-bit slots.

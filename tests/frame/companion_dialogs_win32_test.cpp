@@ -59,25 +59,38 @@ Fn* entry(companion::Entry<Fn> e) {
   return reinterpret_cast<Fn*>(reinterpret_cast<void*>(GetProcAddress(companionModule(), e.name)));
 }
 
+// The image the dialogs preview.
+NadiroHandle picture() {
+  static const test::ImageHandle image([] {
+    test::DibSpec spec;
+    spec.width = 160;
+    spec.height = 100;
+    spec.bits = 24;
+    spec.fill = test::Fill::Gradient;
+    return test::makeDib(spec);
+  }());
+  return image.get();
+}
+
 const int16_t kKernel[] = {1, 2, 3, 4, -5, 6, 7, 8, 9, 35};
 
 int32_t callContrast(Vars& v) {
-  return entry(companion::kContrastUi)(nullptr, &v.i[0], &v.i[1]);
+  return entry(companion::kContrastUi)(picture(), &v.i[0], &v.i[1]);
 }
 int32_t callCmyk(Vars& v) {
-  return entry(companion::kCmykLevelsUi)(nullptr, &v.d[0], &v.d[1], &v.d[2], &v.d[3]);
+  return entry(companion::kCmykLevelsUi)(picture(), &v.d[0], &v.d[1], &v.d[2], &v.d[3]);
 }
 int32_t callHue(Vars& v) {
-  return entry(companion::kHueSaturationUi)(nullptr, &v.i[0], &v.i[1], &v.i[2], &v.u[0], &v.u[1]);
+  return entry(companion::kHueSaturationUi)(picture(), &v.i[0], &v.i[1], &v.i[2], &v.u[0], &v.u[1]);
 }
 int32_t callDesaturate(Vars&) {
-  return entry(companion::kDesaturateUi)(nullptr);
+  return entry(companion::kDesaturateUi)(picture());
 }
 int32_t callGamma(Vars& v) {
-  return entry(companion::kGammaCorrectionUi)(nullptr, &v.u[0], &v.u[1], &v.u[2]);
+  return entry(companion::kGammaCorrectionUi)(picture(), &v.u[0], &v.u[1], &v.u[2]);
 }
 int32_t callReplace(Vars& v) {
-  return entry(companion::kReplaceColorUi)(nullptr, &v.i[0], &v.i[1], &v.i[2], &v.u[0], &v.u[1]);
+  return entry(companion::kReplaceColorUi)(picture(), &v.i[0], &v.i[1], &v.i[2], &v.u[0], &v.u[1]);
 }
 int32_t callKernelArray(Vars&) {
   return entry(companion::kColorConvUi)(nullptr, 1, 0, 0x70001, 0x10003, nullptr, kKernel, nullptr);
@@ -232,6 +245,8 @@ TEST_P(DialogWindow, StoresOnlyWhatOkConfirms) {
     EXPECT_EQ(SendDlgItemMessageW(dlg, kTrackbarId + t.param, TBM_GETPOS, 0, 0), t.trackbar)
         << "parameter " << t.param;
   }
+  // Every adjustment previews the picture; the convolution shows its kernel.
+  EXPECT_EQ(GetDlgItem(dlg, dialogs::kAfterId) != nullptr, c.text == nullptr);
   if (c.text) {
     wchar_t text[256] = {};
     GetDlgItemTextW(dlg, kKernelTextId, text, 256);
@@ -344,7 +359,6 @@ std::vector<Case> cases() {
       Case d = c;
       d.leave = out.leave;
       d.after = c.before;
-      d.text = nullptr;
       d.name = c.name + out.name;
       all.push_back(d);
     }
