@@ -8,6 +8,7 @@ if(WIN32)
   list(APPEND NADIRO_TEST_SOURCES
     support/module_attach_win32.cpp
     frame/companion_win32_test.cpp
+    frame/companion_dialogs_win32_test.cpp
     frame/progress_win32_test.cpp
     frame/thread_state_win32_test.cpp
   )
