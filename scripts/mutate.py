@@ -80,7 +80,7 @@ MUTANTS = [
     ("src/dither/kernels_avx2.cpp", "_mm256_set1_epi16(59)", "_mm256_set1_epi16(58)"),
     ("src/dither/kernels.cpp", "p[1] * 59u + p[0] * 11u", "p[1] * 59u + p[0] * 12u"),
     # The dithering engine.
-    ("src/engine/engine.cpp", "c <= 0.04045 ? c / 12.92", "c <= 0.04045 ? c / 12.91"),
+    ("src/engine/engine.cpp", "/ 1.055, 2.4)", "/ 1.055, 2.5)"),
     ("src/engine/nearest.cpp", "const double outside = std::max(", "const double outside = std::min("),
     ("src/engine/engine.cpp", "return {c[0] - p[0], c[1] - p[1], c[2] - p[2]};", "return {c[0] - p[0], c[1] - p[2], c[2] - p[2]};"),
     # The convenience layer's pixel formats.
