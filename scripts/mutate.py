@@ -19,6 +19,9 @@ The build directory must be configured already (cmake --preset release).
 Results so far (release build, Linux):
   suite before the trim (7,368 test lines): 36 applied, 36 killed
   suite after the trim (4,655 test lines):  36 applied, 36 killed
+  45 mutants (the vector rows, the engine and the convenience layer added):
+  suite of 6,802 test lines: 45 applied, 42 killed (survivors 40, 42, 43)
+  suite of 6,641 test lines: 45 applied, 45 killed
 """
 import argparse
 import os

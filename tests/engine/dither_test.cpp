@@ -87,6 +87,18 @@ TEST(Engine, SerpentineMirrorsTheKernelOnOddRows) {
   }
 }
 
+TEST(Engine, EachChannelCarriesItsOwnError) {
+  // Black, blue, green. Pixel 0 (0, 0, 200) takes blue and sends 7/16 of
+  // (0, 0, -55) right: pixel 1 (0, 160, 0) stays green. Green error taken
+  // from the blue channel (-255) would pull it to black.
+  const std::vector<uint8_t> palette = {0, 0, 0, 0, 0, 255, 0, 255, 0};
+  NadiroDitherOptions o = optionsWith(NADIRO_PALETTE_CUSTOM);
+  o.paletteCount = 3;
+  o.paletteColors = palette.data();
+  EXPECT_EQ(ditherToIndices({2, 1, 3, {0, 0, 200, 0, 160, 0}}, o).indices,
+            (std::vector<uint8_t>{1, 2}));
+}
+
 TEST(Engine, StrengthZeroIsPlainNearestColour) {
   const Pixels noise = noisePicture(41, 29, 9);
   const std::vector<uint8_t> palette = {0,   0,   0,   255, 0,   0,   0,   255, 0,  0,  0,
