@@ -25,20 +25,6 @@ class SharedModule : public testing::Test {
 };
 void* SharedModule::module_ = nullptr;
 
-// Every name the Windows module exports (src/exports/NadiroUser.def) is
-// exported here too.
-TEST_F(SharedModule, ExportsEveryNameOfTheWindowsModule) {
-  ASSERT_NE(module_, nullptr);
-  const char* const names[] = {
-#include "export_names.inc"
-  };
-  for (const char* name : names) EXPECT_NE(dlsym(module_, name), nullptr) << name;
-  for (const char* name : {"NadiroSetProgressHook", "NadiroGlobalAlloc", "NadiroGlobalLock",
-                           "NadiroGlobalUnlock", "NadiroGlobalSize", "NadiroGlobalFree"})
-    EXPECT_NE(dlsym(module_, name), nullptr) << name;
-  EXPECT_EQ(dlsym(module_, "thresholdToMonochrome"), nullptr) << "internal helpers stay internal";
-}
-
 TEST_F(SharedModule, DithersATwoPixelImage) {
   ASSERT_NE(module_, nullptr);
   auto alloc = entry<decltype(NadiroGlobalAlloc)>("NadiroGlobalAlloc");

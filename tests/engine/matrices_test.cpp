@@ -1,14 +1,8 @@
 // Threshold matrices: ranks form a permutation, Bayer's are the textbook
-// ones, clustered dots grow from the centre, and blue noise has almost no
-// energy at low frequencies (its discrete Fourier transform, computed here).
+// ones, and clustered dots grow from the centre.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
-#include <complex>
-#include <numbers>
-#include <numeric>
-#include <random>
 
 #include "engine/engine.h"
 
@@ -50,62 +44,6 @@ TEST(Matrices, ClusteredDotsGrowFromTheCentre) {
     }
     EXPECT_TRUE(std::is_sorted(byRank.begin(), byRank.end())) << side;
   }
-}
-
-// Mean power of the spectrum in rings of radius (lo, hi].
-struct Spectrum {
-  explicit Spectrum(const RankMatrix& m) : n(m.width), power(size_t{n} * n) {
-    const double mean = (double(n) * n - 1) / 2;
-    std::vector<std::complex<double>> rows(size_t{n} * n), all(size_t{n} * n);
-    const auto twiddle = [this](uint32_t k) {
-      return std::polar(1.0, -2 * std::numbers::pi * k / n);
-    };
-    for (uint32_t y = 0; y < n; ++y)  // along x
-      for (uint32_t u = 0; u < n; ++u) {
-        std::complex<double> s = 0;
-        for (uint32_t x = 0; x < n; ++x) s += (m.ranks[y * n + x] - mean) * twiddle(u * x % n);
-        rows[y * n + u] = s;
-      }
-    for (uint32_t u = 0; u < n; ++u)  // then along y
-      for (uint32_t v = 0; v < n; ++v) {
-        std::complex<double> s = 0;
-        for (uint32_t y = 0; y < n; ++y) s += rows[y * n + u] * twiddle(v * y % n);
-        power[v * n + u] = std::norm(s);
-      }
-  }
-  double ring(double lo, double hi) const {
-    double sum = 0;
-    int count = 0;
-    for (uint32_t v = 0; v < n; ++v)
-      for (uint32_t u = 0; u < n; ++u) {
-        const double fu = std::min(u, n - u), fv = std::min(v, n - v);
-        const double r = std::hypot(fu, fv);
-        if (r > lo && r <= hi) {
-          sum += power[v * n + u];
-          ++count;
-        }
-      }
-    return sum / count;
-  }
-  uint32_t n;
-  std::vector<double> power;
-};
-
-TEST(Matrices, BlueNoiseHasNoLowFrequencyEnergy) {
-  // Blue noise: the ring up to an eighth of the band holds under 5 % of the
-  // mean power of the upper half of the band. White noise (a shuffled
-  // matrix) holds about as much below as above, which the second half checks.
-  const RankMatrix& blue = blueNoiseMatrix();
-  const Spectrum s(blue);
-  const double n = blue.width;
-  const double low = s.ring(0, n / 8), high = s.ring(n / 4, n);
-  EXPECT_LT(low, 0.05 * high) << "low " << low << " high " << high;
-
-  RankMatrix white = blue;
-  std::mt19937 rng(3);
-  std::shuffle(white.ranks.begin(), white.ranks.end(), rng);
-  const Spectrum w(white);
-  EXPECT_GT(w.ring(0, n / 8), 0.3 * w.ring(n / 4, n)) << "the measure tells white from blue";
 }
 
 }  // namespace

@@ -63,6 +63,10 @@ TEST(ImageLayer, ImagesAreBottomUpDibs) {
   ASSERT_GE(rgb.size(), 56u);
   EXPECT_EQ(std::memcmp(rgb.data(), header, 16), 0);
   EXPECT_EQ(std::memcmp(rgb.data() + 40, rows, 16), 0);
+  ImageHandle bgr(create({1, 2, 3}, 1, 1, NADIRO_FORMAT_BGR));  // already the stored order
+  const std::vector<uint8_t> stored = blockBytes(bgr.get());
+  EXPECT_EQ(std::vector<uint8_t>(stored.begin() + 40, stored.begin() + 43),
+            (std::vector<uint8_t>{1, 2, 3}));
 
   ImageHandle grey(create({10, 20, 30}, 3, 1, NADIRO_FORMAT_GREY, NADIRO_BOTTOM_UP));
   const std::vector<uint8_t> g = blockBytes(grey.get());

@@ -49,7 +49,6 @@ done
 check "ordered-dither to black and white by default" \
   "$nadiro" ordered-dither --matrix bayer4 "$sample" "$work/bw.bmp"
 check "black and white table" test "$(table "$work/bw.bmp" 2)" = "000000 ffffff "
-check "the fixed commands still run" "$nadiro" dither --method fs --bits 4 "$sample" "$work/fixed.bmp"
 
 refused "unknown kernel" dither --kernel floyd
 refused "engine flags with --bits" dither --kernel fs --bits 4
