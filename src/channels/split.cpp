@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "channels/channel_image.h"
+#include "channels/channel_rows.h"
 #include "color/models.h"
 #include "color/pixel_walk.h"
 #include "frame/dib.h"
@@ -30,15 +31,14 @@ constexpr std::array<uint8_t, 4 * kGreyEntries> kGreyTable = [] {
   return t;
 }();
 
-// Copies byte 2, 1, 0 (and 3) of every pixel of one row into channel rows
-// 1, 2, 3 (and 4).
-template <uint32_t kBytes>
-void splitRow(const uint8_t* px, uint8_t* const* out, uint32_t width) {
-  for (uint32_t x = 0; x < width; ++x, px += kBytes) {
+// Copies byte 2, 1, 0 and 3 of every 4-byte pixel of one row into channel
+// rows 1, 2, 3 and 4.
+void splitRow4(const uint8_t* px, uint8_t* const* out, uint32_t width) {
+  for (uint32_t x = 0; x < width; ++x, px += 4) {
     out[0][x] = px[2];
     out[1][x] = px[1];
     out[2][x] = px[0];
-    if constexpr (kBytes == 4) out[3][x] = px[3];
+    out[3][x] = px[3];
   }
 }
 
@@ -64,6 +64,7 @@ void splitRows(const SplitSource& source, uint8_t* converted, uint8_t* const* ch
                size_t channelStride) {
   assert(!source.convert || converted);
   uint8_t* rows[kMaxChannels] = {};
+  const auto split3 = channelRowKernels().split3;
   for (uint32_t r = 0; r < source.height; ++r) {
     for (uint32_t i = 0; i < source.pixelBytes; ++i)
       rows[i] = channels[i] + size_t{r} * channelStride;
@@ -73,9 +74,9 @@ void splitRows(const SplitSource& source, uint8_t* converted, uint8_t* const* ch
       px = converted;
     }
     if (source.pixelBytes == 4)
-      splitRow<4>(px, rows, source.width);
+      splitRow4(px, rows, source.width);
     else
-      splitRow<3>(px, rows, source.width);
+      split3(px, rows, source.width);
   }
 }
 
