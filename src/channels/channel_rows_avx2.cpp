@@ -62,8 +62,29 @@ void split3Avx2(const uint8_t* px, uint8_t* const* out, uint32_t width) {
   split3Scalar(px + 3 * size_t{x}, rest, width - x);
 }
 
+inline __m256i shuffle2(__m256i v, const Shuffles& s, int p, int ch) {
+  return _mm256_shuffle_epi8(
+      v, _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(s.m[p][ch]))));
+}
+
 void merge3Avx2(const uint8_t* const* in, uint8_t* dst, uint32_t width) {
   uint32_t x = 0;
+  // 32 pixels: the low lanes give parts 0-2 of the first 16, the high lanes
+  // the same parts of the next 16.
+  for (; x + 32 <= width; x += 32) {
+    const __m256i channel[3] = {_mm256_loadu_si256(reinterpret_cast<const __m256i*>(in[2] + x)),
+                                _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in[1] + x)),
+                                _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in[0] + x))};
+    __m256i part[3];
+    for (int p = 0; p < 3; ++p)
+      part[p] = _mm256_or_si256(_mm256_or_si256(shuffle2(channel[0], kSpread, p, 0),
+                                                shuffle2(channel[1], kSpread, p, 1)),
+                                shuffle2(channel[2], kSpread, p, 2));
+    auto* q = reinterpret_cast<__m256i*>(dst + 3 * size_t{x});
+    _mm256_storeu_si256(q, _mm256_permute2x128_si256(part[0], part[1], 0x20));
+    _mm256_storeu_si256(q + 1, _mm256_permute2x128_si256(part[2], part[0], 0x30));
+    _mm256_storeu_si256(q + 2, _mm256_permute2x128_si256(part[1], part[2], 0x31));
+  }
   for (; x + 16 <= width; x += 16) {
     // Channel ch of the pixels (0 blue, 1 green, 2 red).
     const __m128i channel[3] = {_mm_loadu_si128(reinterpret_cast<const __m128i*>(in[2] + x)),

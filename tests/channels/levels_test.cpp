@@ -1,13 +1,15 @@
-// Every instruction-set level of the convolution against the scalar level,
-// through the export, on random pictures of widths 1 to 70 (every vector
-// tail) and one 4K-wide strip: every built-in filter and size, and caller
-// kernels up to the weight limits with every kind of divisor.
+// Every instruction-set level of the convolution, split and merge against
+// the scalar level, through the exports, on random pictures of widths 1 to
+// 70 (every vector tail) and one 4K-wide strip: for the convolution every
+// built-in filter and size, and caller kernels up to the weight limits with
+// every kind of divisor; split and merge in every colour model.
 #include <gtest/gtest.h>
 
 #include <random>
 #include <string>
 #include <vector>
 
+#include "channels/channel_rows.h"
 #include "channels/convolution_rows.h"
 #include "nadiro/nadiro.h"
 #include "support/images.h"
@@ -94,6 +96,50 @@ TEST(ConvolutionLevels, EveryLevelGivesTheScalarBytesForWidthsOneToSeventy) {
 
 TEST(ConvolutionLevels, EveryLevelGivesTheScalarBytesForAFourKStrip) {
   expectLevelsAgree({.width = 3840, .height = 8, .bits = 24, .seed = 41});
+}
+
+// The channel images of a split at `level` and the merge of them back into
+// a copy of the source.
+std::vector<test::Bytes> splitAndMergeAt(CpuLevel level, const test::Bytes& image,
+                                         uint32_t model) {
+  channels::ScopedChannelLevel scoped(level);
+  const test::ImageHandle source(image);
+  NadiroHandle made[4] = {};
+  const uint32_t count = SplitColorChannels(source.get(), made, model);
+  EXPECT_TRUE(count == 3 || count == 4) << "model " << model;
+  std::vector<test::ImageHandle> owned;
+  std::vector<test::Bytes> out;
+  for (uint32_t i = 0; i < count; ++i) {
+    owned.emplace_back(made[i]);
+    out.push_back(test::blockBytes(made[i]));
+  }
+  const test::ImageHandle dest(image);
+  EXPECT_EQ(MergeColorChannels(made[0], made[1], made[2], count == 4 ? made[3] : nullptr,
+                               dest.get(), model),
+            1u)
+      << "model " << model;
+  out.push_back(test::blockBytes(dest.get()));
+  return out;
+}
+
+void expectChannelLevelsAgree(const test::ImageShape& shape) {
+  const test::Bytes image = test::makeDib(shape);
+  for (uint32_t model = 1; model <= 10; ++model) {
+    const auto scalar = splitAndMergeAt(CpuLevel::Scalar, image, model);
+    for (int level = 1; level <= static_cast<int>(cpuBestLevel()); ++level) {
+      const auto at = static_cast<CpuLevel>(level);
+      ASSERT_EQ(splitAndMergeAt(at, image, model), scalar)
+          << "model " << model << " at " << cpuLevelName(at) << ", " << shape.width << "x"
+          << shape.height;
+    }
+  }
+}
+
+TEST(ChannelLevels, SplitAndMergeGiveTheScalarBytesAtEveryLevel) {
+  for (int32_t width = 1; width <= 70; ++width)
+    expectChannelLevelsAgree(
+        {.width = width, .height = 2, .bits = 24, .seed = 900u + static_cast<uint32_t>(width)});
+  expectChannelLevelsAgree({.width = 3840, .height = 3, .bits = 24, .seed = 17});
 }
 
 }  // namespace
