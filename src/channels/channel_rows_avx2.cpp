@@ -77,9 +77,9 @@ void merge3Avx2(const uint8_t* const* in, uint8_t* dst, uint32_t width) {
                                 _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in[0] + x))};
     __m256i part[3];
     for (int p = 0; p < 3; ++p)
-      part[p] = _mm256_or_si256(_mm256_or_si256(shuffle2(channel[0], kSpread, p, 0),
-                                                shuffle2(channel[1], kSpread, p, 1)),
-                                shuffle2(channel[2], kSpread, p, 2));
+      part[p] = _mm256_or_si256(
+          _mm256_or_si256(shuffle2(channel[0], kSpread, p, 0), shuffle2(channel[1], kSpread, p, 1)),
+          shuffle2(channel[2], kSpread, p, 2));
     auto* q = reinterpret_cast<__m256i*>(dst + 3 * size_t{x});
     _mm256_storeu_si256(q, _mm256_permute2x128_si256(part[0], part[1], 0x20));
     _mm256_storeu_si256(q + 1, _mm256_permute2x128_si256(part[2], part[0], 0x30));

@@ -65,8 +65,8 @@ void lumaRowAvx2(const uint8_t* px, int16_t* s, uint32_t width) {
         _mm256_add_epi16(_mm256_mullo_epi16(channel(a, b, c, 2), _mm256_set1_epi16(3)),
                          _mm256_mullo_epi16(channel(a, b, c, 1), _mm256_set1_epi16(15))),
         _mm256_slli_epi16(channel(a, b, c, 0), 3));
-    const __m256i q =
-        _mm256_srli_epi16(_mm256_mulhi_epu16(sum, _mm256_set1_epi16(static_cast<int16_t>(40330))), 4);
+    const __m256i q = _mm256_srli_epi16(
+        _mm256_mulhi_epu16(sum, _mm256_set1_epi16(static_cast<int16_t>(40330))), 4);
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(s + x), q);
   }
   lumaRowScalar(px + 3 * size_t{x}, s + x, width - x);
@@ -79,8 +79,8 @@ void meanRowAvx2(const uint8_t* px, int16_t* s, uint32_t width) {
   for (; x + 16 <= width; x += 16) {
     const uint8_t* p = px + 3 * size_t{x};
     const __m128i a = load16(p), b = load16(p + 16), c = load16(p + 32);
-    const __m256i sum = _mm256_add_epi16(
-        _mm256_add_epi16(channel(a, b, c, 0), channel(a, b, c, 1)), channel(a, b, c, 2));
+    const __m256i sum = _mm256_add_epi16(_mm256_add_epi16(channel(a, b, c, 0), channel(a, b, c, 1)),
+                                         channel(a, b, c, 2));
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(s + x),
                         _mm256_mulhi_epu16(sum, _mm256_set1_epi16(21846)));
   }
@@ -92,8 +92,8 @@ void meanRowAvx2(const uint8_t* px, int16_t* s, uint32_t width) {
 // integer (a fraction is at least 1 / divisor away from one, more than half
 // the quotient's spacing), so truncating it gives the integer quotient.
 inline __m256i divide(__m256i v, __m256 divisor) {
-  const __m256i lo = _mm256_cvttps_epi32(_mm256_div_ps(
-      _mm256_cvtepi32_ps(_mm256_cvtepi16_epi32(_mm256_castsi256_si128(v))), divisor));
+  const __m256i lo = _mm256_cvttps_epi32(
+      _mm256_div_ps(_mm256_cvtepi32_ps(_mm256_cvtepi16_epi32(_mm256_castsi256_si128(v))), divisor));
   const __m256i hi = _mm256_cvttps_epi32(_mm256_div_ps(
       _mm256_cvtepi32_ps(_mm256_cvtepi16_epi32(_mm256_extracti128_si256(v, 1))), divisor));
   return _mm256_permute4x64_epi64(_mm256_packs_epi32(lo, hi), 0xD8);
@@ -105,8 +105,8 @@ inline void compose(__m256i change, const uint8_t* src, uint8_t* dst) {
   const __m128i d[2] = {_mm256_castsi256_si128(change), _mm256_extracti128_si256(change, 1)};
   // Bytes 0..47 in six runs of eight: runs 0-2 belong to pixels 0-7, 3-5 to
   // pixels 8-15.
-  const __m128i bytes[6] = {a, _mm_srli_si128(a, 8), b, _mm_srli_si128(b, 8), c,
-                            _mm_srli_si128(c, 8)};
+  const __m128i bytes[6] = {a, _mm_srli_si128(a, 8), b, _mm_srli_si128(b, 8),
+                            c, _mm_srli_si128(c, 8)};
   __m128i sums[6];
   for (int g = 0; g < 6; ++g)
     sums[g] = _mm_adds_epi16(_mm_cvtepu8_epi16(bytes[g]),
@@ -116,14 +116,10 @@ inline void compose(__m256i change, const uint8_t* src, uint8_t* dst) {
                      _mm_packus_epi16(sums[2 * k], sums[2 * k + 1]));
 }
 
-void filterRowAvx2(const RowFilter& f, const int16_t* const* rows, const uint8_t* src,
-                   uint8_t* dst, uint32_t width) {
+void filterRowAvx2(const RowFilter& f, const int16_t* const* rows, const uint8_t* src, uint8_t* dst,
+                   uint32_t width) {
   const int16_t* at[kMaxTaps];
-  __m256i weight[kMaxTaps];
-  for (int32_t t = 0; t < f.taps; ++t) {
-    at[t] = rows[f.row[t]] + f.offset[t];
-    weight[t] = _mm256_set1_epi16(f.weight[t]);
-  }
+  for (int32_t t = 0; t < f.taps; ++t) at[t] = rows[f.row[t]] + f.offset[t];
   const int16_t* unfiltered = rows[f.c] + f.c;
   const __m128i shift = _mm_cvtsi32_si128(f.shift);
   const __m256 divisor = _mm256_set1_ps(static_cast<float>(f.divisor));
@@ -134,14 +130,14 @@ void filterRowAvx2(const RowFilter& f, const int16_t* const* rows, const uint8_t
     __m256i sum = _mm256_setzero_si256();
     for (int32_t t = 0; t < f.taps; ++t)
       sum = _mm256_add_epi16(
-          sum, _mm256_mullo_epi16(weight[t], _mm256_loadu_si256(
-                                                 reinterpret_cast<const __m256i*>(at[t] + x))));
+          sum, _mm256_mullo_epi16(_mm256_set1_epi16(f.weight[t]),
+                                  _mm256_loadu_si256(reinterpret_cast<const __m256i*>(at[t] + x))));
     if (f.shift)
       sum = _mm256_sra_epi16(sum, shift);
     else if (f.divisor != 1)
       sum = divide(sum, divisor);
-    const __m256i change = _mm256_sub_epi16(
-        sum, _mm256_loadu_si256(reinterpret_cast<const __m256i*>(unfiltered + x)));
+    const __m256i change =
+        _mm256_sub_epi16(sum, _mm256_loadu_si256(reinterpret_cast<const __m256i*>(unfiltered + x)));
     compose(change, src + 3 * size_t{x}, dst + 3 * size_t{x});
   }
   filterColumnsScalar(f, rows, src, dst, x, width);

@@ -100,8 +100,7 @@ TEST(ConvolutionLevels, EveryLevelGivesTheScalarBytesForAFourKStrip) {
 
 // The channel images of a split at `level` and the merge of them back into
 // a copy of the source.
-std::vector<test::Bytes> splitAndMergeAt(CpuLevel level, const test::Bytes& image,
-                                         uint32_t model) {
+std::vector<test::Bytes> splitAndMergeAt(CpuLevel level, const test::Bytes& image, uint32_t model) {
   channels::ScopedChannelLevel scoped(level);
   const test::ImageHandle source(image);
   NadiroHandle made[4] = {};
