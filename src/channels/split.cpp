@@ -68,6 +68,8 @@ void splitRows(const SplitSource& source, uint8_t* converted, uint8_t* const* ch
   for (uint32_t r = 0; r < source.height; ++r) {
     for (uint32_t i = 0; i < source.pixelBytes; ++i)
       rows[i] = channels[i] + size_t{r} * channelStride;
+    for (uint32_t i = 0; i < source.pixelBytes; ++i)
+      std::memset(rows[i] + source.width, 0, channelStride - source.width);
     const uint8_t* px = source.rows + size_t{r} * source.stride;
     if (source.convert) {
       source.convert(px, converted, source.width);
@@ -145,7 +147,9 @@ uint32_t splitInto(const OpenImage& image, const dib::Layout& layout, uint32_t m
 
   OwnedBlock made[kMaxChannels];
   for (uint32_t i = 0; i < count; ++i) {
-    made[i] = OwnedBlock::allocate(bytes);
+    // Not zeroed: the header, table, rows with their padding and any slack
+    // the allocator adds are all written below.
+    made[i] = OwnedBlock::allocate(bytes, kMemMoveable);
     channels[i] = made[i].get();
     if (!made[i]) {
       setLastError(NADIRO_ERR_SPLIT_CONVERSION);
@@ -160,6 +164,9 @@ uint32_t splitInto(const OpenImage& image, const dib::Layout& layout, uint32_t m
       setLastError(NADIRO_ERR_SPLIT_CONVERSION);
       return 0;
     }
+    if (locked[i].size() > bytes)
+      std::memset(locked[i].data() + bytes, 0, locked[i].size() - static_cast<size_t>(bytes));
+    std::memset(locked[i].data(), 0, kChannelPixelOffset);
     writeChannelHeader(locked[i].data(), layout.header.width, layout.header.height,
                        layout.header.xPelsPerMeter, layout.header.yPelsPerMeter);
     pixels[i] = locked[i].data() + kChannelPixelOffset;
