@@ -75,7 +75,7 @@ BENCHMARK(BM_ColorConvolution)
     ->Args({7, 0})
     ->Unit(benchmark::kMillisecond);
 
-// The built-in filters (kernelSource 3..6) at size 3.
+// The built-in filters (kernelSource 3..6) by source and size.
 void BM_BuiltinFilter(benchmark::State& state) {
   const BenchHandle image(make4KImage(24));
   const auto source = static_cast<uint32_t>(state.range(0));
@@ -92,6 +92,7 @@ void BM_BuiltinFilter(benchmark::State& state) {
 BENCHMARK(BM_BuiltinFilter)
     ->Args({3, 3})
     ->Args({3, 7})
+    ->Args({4, 3})
     ->Args({4, 5})
     ->Args({6, 3})
     ->Unit(benchmark::kMillisecond);

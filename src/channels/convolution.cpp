@@ -2,6 +2,7 @@
 // The shell checks the image and the kernel in the documented order, makes
 // the work buffer and the output, asks the dialog and opens the progress
 // dialog; the filtering itself is the engine's (convolution_engine.cpp).
+#include <algorithm>
 #include <cstring>
 
 #include "channels/convolution_kernel.h"
@@ -81,8 +82,12 @@ Outcome colorConvolution(const Arguments& args) {
       code != NADIRO_PIXEL_OK)
     return refuse(code);
 
-  // n rows of 2 * width 16-bit values (n is the low 16 bits, unsigned here).
-  auto work = allocateScratch<int16_t>(uint64_t{static_cast<uint16_t>(n)} * layout->width * 2);
+  // n rows of 2 * width 16-bit values (n is the low 16 bits, unsigned here);
+  // the engine's padded rows need a few more when the image is narrower
+  // than the kernel.
+  auto work = allocateScratch<int16_t>(
+      std::max<uint64_t>(uint64_t{static_cast<uint16_t>(n)} * layout->width * 2,
+                         workValues(kernel.n, layout->width)));
   if (!work) return refuse(NADIRO_PIXEL_NO_MEMORY);
 
   OwnedBlock made;

@@ -52,9 +52,9 @@ struct ConvolutionRows {
   uint32_t height = 0;
 };
 
-// Work buffer in 16-bit values: n rows of 2 * width.
+// Work buffer in 16-bit values: n scalar rows of width + n - 1.
 inline size_t workValues(int32_t n, uint32_t width) {
-  return static_cast<size_t>(n) * 2 * width;
+  return static_cast<size_t>(n) * (width + static_cast<size_t>(n) - 1);
 }
 
 // Called before each source step r (from -c to height + c - 1); returning

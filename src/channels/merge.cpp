@@ -4,6 +4,7 @@
 #include <cassert>
 
 #include "channels/channel_image.h"
+#include "channels/channel_rows.h"
 #include "color/models.h"
 #include "frame/dib.h"
 #include "frame/guards.h"
@@ -13,16 +14,6 @@
 
 namespace nadiro::channels {
 namespace {
-
-// Model 1: the channels are R, G and B already.
-struct CopyRgb {
-  static constexpr size_t kIn = 3;
-  static void apply(const uint8_t* in, uint8_t* out) {
-    out[0] = in[0];
-    out[1] = in[1];
-    out[2] = in[2];
-  }
-};
 
 // Model 10: the channels hold inverted inks; complemented back they go
 // through the byte-wise CMYKtoRGB, like model 4, so four channels of 255
@@ -54,10 +45,11 @@ void mergeRow(const uint8_t* const* c, uint8_t* dst, uint32_t width) {
 using MergeRow = void (*)(const uint8_t* const*, uint8_t*, uint32_t);
 
 namespace m = color::model;
-// By model number 1..10.
+// By model number 2..10; model 1 (the channels are R, G and B already) is
+// only moved, by the channel row kernels.
 constexpr MergeRow kMergeRows[color::kModelCount + 1] = {
     nullptr,
-    &mergeRow<CopyRgb>,
+    nullptr,
     &mergeRow<color::Doubles<m::YUV, m::RGB>>,
     &mergeRow<color::Integer<m::CMY, m::RGB>>,
     &mergeRow<color::Integer<m::CMYK, m::RGB>>,
@@ -167,7 +159,8 @@ void mergeRows(uint32_t model, const uint8_t* const* channels, const size_t* cha
                uint8_t* dst, size_t dstStride, uint32_t width, uint32_t height) {
   assert(color::isModel(model));
   if (width == 0) return;  // rows of no bytes, however many
-  const MergeRow row = kMergeRows[model];
+  // RGB channels are only moved; the row kernels of the level in force do it.
+  const MergeRow row = model == NADIRO_MODEL_RGB ? channelRowKernels().merge3 : kMergeRows[model];
   const uint32_t count = color::isCmykModel(model) ? 4 : 3;
   const uint8_t* at[4] = {};
   for (uint32_t r = 0; r < height; ++r) {

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "channels/channel_image.h"
+#include "channels/channel_rows.h"
 #include "color/models.h"
 #include "color/pixel_walk.h"
 #include "frame/dib.h"
@@ -30,15 +31,14 @@ constexpr std::array<uint8_t, 4 * kGreyEntries> kGreyTable = [] {
   return t;
 }();
 
-// Copies byte 2, 1, 0 (and 3) of every pixel of one row into channel rows
-// 1, 2, 3 (and 4).
-template <uint32_t kBytes>
-void splitRow(const uint8_t* px, uint8_t* const* out, uint32_t width) {
-  for (uint32_t x = 0; x < width; ++x, px += kBytes) {
+// Copies byte 2, 1, 0 and 3 of every 4-byte pixel of one row into channel
+// rows 1, 2, 3 and 4.
+void splitRow4(const uint8_t* px, uint8_t* const* out, uint32_t width) {
+  for (uint32_t x = 0; x < width; ++x, px += 4) {
     out[0][x] = px[2];
     out[1][x] = px[1];
     out[2][x] = px[0];
-    if constexpr (kBytes == 4) out[3][x] = px[3];
+    out[3][x] = px[3];
   }
 }
 
@@ -65,18 +65,21 @@ void splitRows(const SplitSource& source, uint8_t* converted, uint8_t* const* ch
   assert(!source.convert || converted);
   if (source.width == 0) return;  // rows of no bytes, however many
   uint8_t* rows[kMaxChannels] = {};
+  const auto split3 = channelRowKernels().split3;
   for (uint32_t r = 0; r < source.height; ++r) {
     for (uint32_t i = 0; i < source.pixelBytes; ++i)
       rows[i] = channels[i] + size_t{r} * channelStride;
+    for (uint32_t i = 0; i < source.pixelBytes; ++i)
+      std::memset(rows[i] + source.width, 0, channelStride - source.width);
     const uint8_t* px = source.rows + size_t{r} * source.stride;
     if (source.convert) {
       source.convert(px, converted, source.width);
       px = converted;
     }
     if (source.pixelBytes == 4)
-      splitRow<4>(px, rows, source.width);
+      splitRow4(px, rows, source.width);
     else
-      splitRow<3>(px, rows, source.width);
+      split3(px, rows, source.width);
   }
 }
 
@@ -145,7 +148,9 @@ uint32_t splitInto(const OpenImage& image, const dib::Layout& layout, uint32_t m
 
   OwnedBlock made[kMaxChannels];
   for (uint32_t i = 0; i < count; ++i) {
-    made[i] = OwnedBlock::allocate(bytes);
+    // Not zeroed: the header, table, rows with their padding and any slack
+    // the allocator adds are all written below.
+    made[i] = OwnedBlock::allocate(bytes, kMemMoveable);
     channels[i] = made[i].get();
     if (!made[i]) {
       setLastError(NADIRO_ERR_SPLIT_CONVERSION);
@@ -160,6 +165,9 @@ uint32_t splitInto(const OpenImage& image, const dib::Layout& layout, uint32_t m
       setLastError(NADIRO_ERR_SPLIT_CONVERSION);
       return 0;
     }
+    if (locked[i].size() > bytes)
+      std::memset(locked[i].data() + bytes, 0, locked[i].size() - static_cast<size_t>(bytes));
+    std::memset(locked[i].data(), 0, kChannelPixelOffset);
     writeChannelHeader(locked[i].data(), layout.header.width, layout.header.height,
                        layout.header.xPelsPerMeter, layout.header.yPelsPerMeter);
     pixels[i] = locked[i].data() + kChannelPixelOffset;

@@ -1,4 +1,5 @@
 list(APPEND NADIRO_TEST_SOURCES
   channels/convolution_reference.cpp
   channels/channels_test.cpp
+  channels/levels_test.cpp
 )
