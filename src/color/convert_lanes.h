@@ -34,6 +34,9 @@ typedef double Double8 __attribute__((vector_size(64)));
 typedef int32_t Int2 __attribute__((vector_size(8)));
 typedef int32_t Int4 __attribute__((vector_size(16)));
 typedef int32_t Int8 __attribute__((vector_size(32)));
+typedef int64_t Long2 __attribute__((vector_size(16)));
+typedef int64_t Long4 __attribute__((vector_size(32)));
+typedef int64_t Long8 __attribute__((vector_size(64)));
 
 template <int N>
 struct VectorTypes;
@@ -41,22 +44,26 @@ template <>
 struct VectorTypes<2> {
   using D = Double2;
   using I = Int2;
+  using W = Long2;
 };
 template <>
 struct VectorTypes<4> {
   using D = Double4;
   using I = Int4;
+  using W = Long4;
 };
 template <>
 struct VectorTypes<8> {
   using D = Double8;
   using I = Int8;
+  using W = Long8;
 };
 
 template <int N>
 struct Lanes {
   using D = typename VectorTypes<N>::D;
   using I = typename VectorTypes<N>::I;
+  using W = typename VectorTypes<N>::W;  // 64-bit integers: a double's bits, a comparison
 
   NADIRO_LANES_INLINE static D splat(double v) {
     D d;
@@ -81,11 +88,12 @@ struct Lanes {
   }
 };
 
-// How a loaded byte becomes a double: through kUnit or through kHue.
-enum class Scale { Unit, Hue };
+// How a loaded byte becomes a double: through kUnit, through kHue, or as
+// it is.
+enum class Scale { Unit, Hue, Byte };
 
 NADIRO_LANES_INLINE const double* scaleTable(const LaneTables& t, Scale s) {
-  return s == Scale::Unit ? t.unit : t.hue;
+  return s == Scale::Unit ? t.unit : (s == Scale::Hue ? t.hue : t.byte);
 }
 
 // Components of one pixel record in memory: a model-order record starts
@@ -138,6 +146,7 @@ NADIRO_LANES_INLINE void loadTriples8(const uint8_t* src, Scale s0, Scale s1, Sc
                                           0, 0, 0, 0, 0, 0, 0);
     const __m512d value =
         _mm512_cvtepi32_pd(_mm512_castsi512_si256(_mm512_permutex2var_epi32(lo, idx, hi)));
+    if (scale == Scale::Byte) return reinterpret_cast<Double8>(value);
     // kUnit and kHue are byteTable(f): f(byte / 255.0) for every byte, with
     // f the identity or u * 360.0. Dividing here is cheaper than a gather and
     // gives the same doubles.
@@ -328,6 +337,103 @@ struct RgbToXyz {
   }
 };
 
+// RGB to LAB (rgbToLab, LAB::out): a fast estimate of the three scaled
+// values before truncation, with the formula itself for the pixels where
+// the estimate cannot decide the byte.
+//
+// The estimate differs from the formula's double in three ways: the inputs
+// are the bytes times folded constants (0.299 R + ...) / 255 instead of sums
+// of byte / 255 values, the final divisions are multiplications by folded
+// constants, and each cube root is a seed refined by one Halley step. The
+// first two move a value by a few units in the last place, below 1e-12 for
+// every value here (none exceeds 1000). The cube roots:
+// - t is at most 1 + 2^-52 (each set of weights sums to its divisor), and
+//   only t > 0.008856 > 2^-7 takes a cube root, so t lies in [2^-7, 2);
+//   the seed is the cube root of the middle of t's bucket, 2^-8 of an
+//   octave wide, so seed = cbrt(t) (1 + e) with |e| <= 2^-9 / 3 + 1e-6
+//   <= 6.6e-4.
+// - Halley's step c (c^3 + 2t) / (2c^3 + t) from c = cbrt(t) (1 + e) gives
+//   cbrt(t) (1 + e'), e' = e^3 (2 + e) / (2 (1 + e)^3 + 1), so
+//   |e'| <= 6.6e-4^3 * 0.668 < 1.93e-10, and cbrt(t) <= 1.
+// A cube root off by 1.93e-10 moves L * 255 by at most 116 * 2.55 * 1.93e-10
+// < 6e-8, a * 255 (two roots, weight 500 * 255 / 233.862) by < 2.2e-7 and
+// b * 255 / 1.389 (weight 200 * 255 / (124.61 * 1.389)) by < 1.2e-7. The
+// library's own cube root is within a few units in the last place, so every
+// estimate is within 3e-7 of the formula's value. A value farther than
+// kLabMargin = 1e-6 from every byte boundary (the integers 1..255) truncates
+// to the formula's byte; the threshold comparisons are decided the same way
+// (t farther than 1e-12 from 0.008856). A pixel with any value closer, about
+// one in 10^5 on a photograph, goes through the scalar formula. The
+// exhaustive test checks all 2^24 inputs.
+inline constexpr double kLabThreshold = 0.008856;
+inline constexpr double kLabMargin = 1e-6;
+
+struct RgbToLab {
+  template <int N>
+  NADIRO_LANES_INLINE static typename Lanes<N>::D cbrtEstimate(typename Lanes<N>::D t,
+                                                               const double* seeds) {
+    using L = Lanes<N>;
+    using W = typename L::W;
+    // t's bucket: its exponent and top kCbrtSeedBits mantissa bits.
+    constexpr int64_t kFirst = int64_t{1023 + kCbrtSeedLowExponent} << kCbrtSeedBits;
+    const W bucket = (__builtin_bit_cast(W, t) >> (52 - kCbrtSeedBits)) - kFirst;
+    typename L::D c;
+    for (int k = 0; k < N; ++k) c[k] = seeds[bucket[k]];
+    const typename L::D c3 = c * c * c;
+    return c * (c3 + t + t) / (c3 + c3 + t);
+  }
+
+  // Lanes whose value lies within kLabMargin of a byte boundary. Adding and
+  // subtracting 1.5 * 2^52 rounds to the nearest integer.
+  template <int N>
+  NADIRO_LANES_INLINE static typename Lanes<N>::W nearBoundary(typename Lanes<N>::D v) {
+    const typename Lanes<N>::D n = (v + 0x1.8p52) - 0x1.8p52;
+    const typename Lanes<N>::D d = v - n;
+    return (d < kLabMargin) & (d > -kLabMargin) & (n > 0.5) & (n < 255.5);
+  }
+
+  template <int N>
+  NADIRO_LANES_INLINE static typename Lanes<N>::W nearThreshold(typename Lanes<N>::D t) {
+    const typename Lanes<N>::D d = t - kLabThreshold;
+    return (d < 1e-12) & (d > -1e-12);
+  }
+
+  template <int N, Order kOrder>
+  NADIRO_LANES_INLINE static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+    using L = Lanes<N>;
+    using D = typename L::D;
+    D r, g, b;
+    loadTriples<N, kOrder>(src, t, Scale::Byte, Scale::Byte, Scale::Byte, r, g, b);
+    const D thr = L::splat(kLabThreshold);
+    const D yl = (0.299 * r + 0.587 * g + 0.114 * b) * (1.0 / 255.0);
+    const D xr = (0.607 * r + 0.174 * g + 0.2 * b) * (1.0 / (255.0 * 0.981));
+    const D zr = (0.066 * g + 0.116 * b) * (1.0 / (255.0 * 0.182));
+    const auto f = [&](D v, D& root) {
+      root = cbrtEstimate<N>(v > thr ? v : thr, t.cbrtSeed);
+      return v > thr ? root : 7.787 * v + 16.0 / 116.0;
+    };
+    D cy, cx, cz;
+    const D fy = f(yl, cy), fx = f(xr, cx), fz = f(zr, cz);
+    const D lv = (yl > thr ? 116.0 * cy - 16.0 : 903.3 * yl) * 2.55;
+    const D av = ((fx - fy) * 500.0 + 137.71922282212) * (255.0 / 233.86238849999802);
+    const D bv = ((fy - fz) * 200.0 + 75.141546466834) * (255.0 / (124.610613285093 * 1.389));
+    const auto unsure = nearThreshold<N>(yl) | nearThreshold<N>(xr) | nearThreshold<N>(zr) |
+                        nearBoundary<N>(lv) | nearBoundary<N>(av) | nearBoundary<N>(bv);
+    typename L::I lb = L::toByte(lv), ab = L::toByte(av), bb = L::toByte(bv);
+    for (int k = 0; k < N; ++k) {
+      if (!unsure[k]) continue;
+      const uint8_t* p = src + 3 * k;
+      const uint8_t in[3] = {p[slot<kOrder>(0, 3)], p[slot<kOrder>(1, 3)], p[slot<kOrder>(2, 3)]};
+      uint8_t out[3];
+      t.exactLab(in, out, 1);
+      lb[k] = out[0];
+      ab[k] = out[1];
+      bb[k] = out[2];
+    }
+    storeTriples<N, kOrder>(dst, lb, ab, bb);
+  }
+};
+
 // A member over a run: whole blocks of N while the input holds 8 bytes
 // more than the block (the widest loads read that far), then the last
 // pixels through zeroed blocks of which only those pixels are written back.
@@ -367,6 +473,7 @@ void fillLaneKernels(LaneKernels& k) {
   put<RgbToYuv, N>(k, NADIRO_MODEL_RGB, NADIRO_MODEL_YUV);
   put<RgbToYiq, N>(k, NADIRO_MODEL_RGB, NADIRO_MODEL_YIQ);
   put<RgbToXyz, N>(k, NADIRO_MODEL_RGB, NADIRO_MODEL_XYZ);
+  put<RgbToLab, N>(k, NADIRO_MODEL_RGB, NADIRO_MODEL_LAB);
   for (auto [from, to] : {std::pair{NADIRO_MODEL_RGB, NADIRO_MODEL_CMY}, std::pair{NADIRO_MODEL_CMY, NADIRO_MODEL_RGB}}) {
     k.image[from][to] = &complementRow;
     k.buffer[from][to] = &complementRow;
