@@ -474,7 +474,8 @@ void fillLaneKernels(LaneKernels& k) {
   put<RgbToYiq, N>(k, NADIRO_MODEL_RGB, NADIRO_MODEL_YIQ);
   put<RgbToXyz, N>(k, NADIRO_MODEL_RGB, NADIRO_MODEL_XYZ);
   put<RgbToLab, N>(k, NADIRO_MODEL_RGB, NADIRO_MODEL_LAB);
-  for (auto [from, to] : {std::pair{NADIRO_MODEL_RGB, NADIRO_MODEL_CMY}, std::pair{NADIRO_MODEL_CMY, NADIRO_MODEL_RGB}}) {
+  for (auto [from, to] : {std::pair{NADIRO_MODEL_RGB, NADIRO_MODEL_CMY},
+                          std::pair{NADIRO_MODEL_CMY, NADIRO_MODEL_RGB}}) {
     k.image[from][to] = &complementRow;
     k.buffer[from][to] = &complementRow;
   }

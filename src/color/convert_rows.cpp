@@ -20,7 +20,8 @@ std::array<double, kCbrtSeeds> cbrtSeeds() {
   constexpr int kPerOctave = 1 << kCbrtSeedBits;
   for (int i = 0; i < kCbrtSeeds; ++i) {
     const double mantissa = 1.0 + (i % kPerOctave + 0.5) / kPerOctave;
-    t[static_cast<size_t>(i)] = std::cbrt(std::ldexp(mantissa, kCbrtSeedLowExponent + i / kPerOctave));
+    t[static_cast<size_t>(i)] =
+        std::cbrt(std::ldexp(mantissa, kCbrtSeedLowExponent + i / kPerOctave));
   }
   return t;
 }

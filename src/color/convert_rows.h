@@ -36,7 +36,8 @@ struct LaneTables {
 // 2^-kCbrtSeedBits of each octave.
 inline constexpr int kCbrtSeedBits = 8;
 inline constexpr int kCbrtSeedLowExponent = -7;
-inline constexpr int kCbrtSeeds = -kCbrtSeedLowExponent * (1 << kCbrtSeedBits) + (1 << kCbrtSeedBits);
+inline constexpr int kCbrtSeeds =
+    -kCbrtSeedLowExponent * (1 << kCbrtSeedBits) + (1 << kCbrtSeedBits);
 const LaneTables& laneTables();
 
 // Each instruction-set file fills its level's table.
