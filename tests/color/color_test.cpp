@@ -334,8 +334,8 @@ TEST(ConvertImage, BytesOutsideTheWalkedRowsComeFromTheSource) {
     size_t tail;
   };
   for (const Case c : {Case{1001, 24, 5, 7}, Case{700, 32, 0, 0}, Case{333, 24, 0, 13}}) {
-    Bytes bytes = test::makeDib({c.width, 400, c.bits, c.tableEntries, c.tableEntries,
-                                 test::Fill::Noise, 9, 0});
+    Bytes bytes = test::makeDib(
+        {c.width, 400, c.bits, c.tableEntries, c.tableEntries, test::Fill::Noise, 9, 0});
     for (size_t i = 0; i < c.tail; ++i) bytes.push_back(static_cast<uint8_t>(0x51 + i));
     test::ImageHandle img(bytes);
     { test::ImageHandle poison(Bytes(bytes.size(), 0xEE)); }
@@ -346,8 +346,8 @@ TEST(ConvertImage, BytesOutsideTheWalkedRowsComeFromTheSource) {
     const size_t stride = (size_t(c.width) * 3 + 3) / 4 * 4;
     size_t differing = 0;
     for (size_t i = 0; i < got.size(); ++i) {
-      const bool walked = i >= offset && i < offset + 400 * stride &&
-                          (i - offset) % stride < size_t(c.width) * 3;
+      const bool walked =
+          i >= offset && i < offset + 400 * stride && (i - offset) % stride < size_t(c.width) * 3;
       if (i == 16) continue;  // the new tag
       if (!walked) differing += got[i] != bytes[i];
     }
