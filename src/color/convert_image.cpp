@@ -94,12 +94,15 @@ OwnedBlock copyAroundRows(const OpenImage& source, const dib::Layout& rows, uint
   OwnedBlock out = OwnedBlock::allocate(source.size(), kMemMoveable);
   LockedBlock target(out.get());
   if (!target) return out;
+  // The rows lie inside the block (measureWalk), so every offset is a size_t.
+  const auto stride = static_cast<size_t>(rows.stride);
+  const auto written = static_cast<size_t>(rowData);
   const uint8_t* from = source.data();
   uint8_t* to = target.data();
-  std::memcpy(to, from, rows.pixelOffset);
-  uint64_t at = rows.pixelOffset;
-  for (uint32_t row = 0; row < rows.height; ++row, at += rows.stride)
-    std::memcpy(to + at + rowData, from + at + rowData, rows.stride - rowData);
+  size_t at = static_cast<size_t>(rows.pixelOffset);
+  std::memcpy(to, from, at);
+  for (uint32_t row = 0; row < rows.height; ++row, at += stride)
+    std::memcpy(to + at + written, from + at + written, stride - written);
   std::memcpy(to + at, from + at, source.size() - at);
   return out;
 }

@@ -365,6 +365,9 @@ struct RgbToXyz {
 // (t farther than 1e-12 from 0.008856). A pixel with any value closer, about
 // one in 10^5 on a photograph, goes through the scalar formula. The
 // exhaustive test checks all 2^24 inputs.
+//
+// The formula's result for the last pixel it was asked for is kept for the
+// run: a white area (L * 255 is 255 itself) asks for the same one each time.
 inline constexpr double kLabThreshold = 0.008856;
 inline constexpr double kLabMargin = 1e-6;
 
@@ -399,7 +402,7 @@ struct RgbToLab {
   }
 
   template <int N, Order kOrder>
-  NADIRO_LANES_INLINE static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+  NADIRO_LANES_INLINE void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
     using L = Lanes<N>;
     using D = typename L::D;
     D r, g, b;
@@ -424,14 +427,21 @@ struct RgbToLab {
       if (!unsure[k]) continue;
       const uint8_t* p = src + 3 * k;
       const uint8_t in[3] = {p[slot<kOrder>(0, 3)], p[slot<kOrder>(1, 3)], p[slot<kOrder>(2, 3)]};
-      uint8_t out[3];
-      t.exactLab(in, out, 1);
-      lb[k] = out[0];
-      ab[k] = out[1];
-      bb[k] = out[2];
+      const uint32_t key = uint32_t{in[0]} << 16 | uint32_t{in[1]} << 8 | in[2];
+      if (key != recentKey_) {
+        t.exactLab(in, recent_, 1);
+        recentKey_ = key;
+      }
+      lb[k] = recent_[0];
+      ab[k] = recent_[1];
+      bb[k] = recent_[2];
     }
     storeTriples<N, kOrder>(dst, lb, ab, bb);
   }
+
+ private:
+  uint32_t recentKey_ = ~0u;  // no pixel yet: keys have 24 bits
+  uint8_t recent_[3] = {};
 };
 
 // A member over a run: whole blocks of N while the input holds 8 bytes
@@ -440,14 +450,15 @@ struct RgbToLab {
 template <class Member, int N, Order kOrder>
 void laneRow(const uint8_t* src, uint8_t* dst, size_t count) {
   const LaneTables& t = laneTables();
+  Member member;  // what a member keeps for the run
   size_t n = 0;
-  for (; n + N + 3 <= count; n += N) Member::template block<N, kOrder>(src + 3 * n, dst + 3 * n, t);
+  for (; n + N + 3 <= count; n += N) member.template block<N, kOrder>(src + 3 * n, dst + 3 * n, t);
   while (n < count) {
     uint8_t in[3 * size_t{N} + 8] = {};
     uint8_t out[3 * size_t{N}];
     const size_t pixels = count - n < size_t{N} ? count - n : size_t{N};
     for (size_t j = 0; j < 3 * pixels; ++j) in[j] = src[3 * n + j];
-    Member::template block<N, kOrder>(in, out, t);
+    member.template block<N, kOrder>(in, out, t);
     for (size_t j = 0; j < 3 * pixels; ++j) dst[3 * n + j] = out[j];
     n += pixels;
   }
