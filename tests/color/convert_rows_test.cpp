@@ -93,7 +93,7 @@ TEST(ConvertRows, EveryLevelGivesTheScalarBytesForEveryPair) {
 
 TEST(ConvertRows, TheConversionsFromRgbHaveVectorKernelsAtEveryLevel) {
   for (CpuLevel level : vectorLevels())
-    for (int32_t to : {NADIRO_MODEL_CMY, NADIRO_MODEL_HSV, NADIRO_MODEL_HSI, NADIRO_MODEL_YUV, NADIRO_MODEL_YIQ, NADIRO_MODEL_XYZ})
+    for (int32_t to : {NADIRO_MODEL_CMY, NADIRO_MODEL_HSV, NADIRO_MODEL_HSI, NADIRO_MODEL_YUV, NADIRO_MODEL_YIQ, NADIRO_MODEL_XYZ, NADIRO_MODEL_LAB})
       EXPECT_NE(laneRowKernel(level, NADIRO_MODEL_RGB, to, Order::Reversed), nullptr)
           << to << " at " << cpuLevelName(level);
   EXPECT_EQ(laneRowKernel(CpuLevel::Scalar, NADIRO_MODEL_RGB, NADIRO_MODEL_HSV, Order::Reversed), nullptr);
