@@ -1,6 +1,7 @@
 // ConvertDIBColorSpace: a whole image into another colour model. The result
 // holds the target's components (reversed, as images store them) and the
 // target's tag in biCompression.
+#include <cstring>
 #include <optional>
 
 #include "color/models.h"
@@ -84,23 +85,49 @@ MemHandle convertCmykImage(MemHandle image, const dib::Layout& rows, int32_t to,
   return finishWalk(walk, rows, to, showProgress, owner, target, out);
 }
 
+// A block of the image's size holding what a copy of the image would hold
+// once the walk has written every pixel of its rows (`rowData` bytes at the
+// start of each row): the header, the colour table, the rows' padding and
+// anything behind the rows are copied, the pixels are left for the walk. A
+// walk that stops early (cancelled) frees the block unseen.
+OwnedBlock copyAroundRows(const OpenImage& source, const dib::Layout& rows, uint64_t rowData) {
+  OwnedBlock out = OwnedBlock::allocate(source.size(), kMemMoveable);
+  LockedBlock target(out.get());
+  if (!target) return out;
+  // The rows lie inside the block (measureWalk), so every offset is a size_t.
+  const auto stride = static_cast<size_t>(rows.stride);
+  const auto written = static_cast<size_t>(rowData);
+  const uint8_t* from = source.data();
+  uint8_t* to = target.data();
+  size_t at = static_cast<size_t>(rows.pixelOffset);
+  std::memcpy(to, from, at);
+  for (uint32_t row = 0; row < rows.height; ++row, at += stride)
+    std::memcpy(to + at + written, from + at + written, stride - written);
+  std::memcpy(to + at, from + at, source.size() - at);
+  return out;
+}
+
 // Any other source: 24-bit rows into a copy of the image (3-byte targets)
 // or into dibNew32From's new image (the four-byte targets: header copied,
 // 32 bits, tag 0, its own biSizeImage, no colour table, zeroed pixels).
 MemHandle convertRgbRows(MemHandle image, const OpenImage& source, const dib::Layout& rows,
                          int32_t from, int32_t to, int32_t showProgress, void* owner) {
   const bool fourBytes = modelBytes(to) == 4;
-  OwnedBlock out(fourBytes ? dib::dibNew32From(image) : dib::dibDuplicate(image));
+  // Every pair with a three-byte target has a kernel; without one the walk
+  // would write nothing and the copy takes the pixels too.
+  const uint64_t written = rowKernelFor(from, to, Order::Reversed) ? uint64_t{rows.width} * 3 : 0;
+  OwnedBlock out(fourBytes ? dib::dibNew32From(image)
+                           : copyAroundRows(source, rows, written).release());
   LockedBlock target(out.get());
   if (!target) {
     setLastError(fourBytes ? NADIRO_ERR_NO_OUTPUT_IMAGE : NADIRO_ERR_NO_MEMORY);
     return nullptr;
   }
-  const Walk walk =
-      fourBytes ? imageWalk(source.data(), rows, 3, target.data(), dib::kInfoHeaderSize,
-                            *dib::rowStride(static_cast<int32_t>(rows.width), 32), from, to)
-                : imageWalk(source.data(), rows, 3, target.data(), rows.pixelOffset, rows.stride,
-                            from, to);
+  const Walk walk = fourBytes
+                        ? imageWalk(source.data(), rows, 3, target.data(), dib::kInfoHeaderSize,
+                                    *dib::rowStride(static_cast<int32_t>(rows.width), 32), from, to)
+                        : imageWalk(source.data(), rows, 3, target.data(), rows.pixelOffset,
+                                    rows.stride, from, to);
   return finishWalk(walk, rows, to, showProgress, owner, target, out);
 }
 
@@ -110,9 +137,9 @@ MemHandle convertRgbRows(MemHandle image, const OpenImage& source, const dib::La
 using namespace nadiro;
 
 extern "C" NADIRO_API NadiroHandle NADIRO_CALL ConvertDIBColorSpace(NadiroHandle image,
-                                                                   int32_t from, int32_t to,
-                                                                   int32_t showProgress,
-                                                                   NadiroWindow owner) {
+                                                                    int32_t from, int32_t to,
+                                                                    int32_t showProgress,
+                                                                    NadiroWindow owner) {
   beginCall();
   if (!color::isModel(from) || !color::isModel(to)) {
     setLastError(NADIRO_ERR_COMPRESSED);

@@ -1,11 +1,30 @@
 #include "color/convert_rows.h"
 
 #include <array>
+#include <cmath>
 
 namespace nadiro::color {
 namespace {
 
-constexpr LaneTables kLaneTables{kUnit.data(), kHue.data()};
+constexpr auto kByte = [] {
+  std::array<double, 256> t{};
+  for (int v = 0; v < 256; ++v) t[static_cast<size_t>(v)] = v;
+  return t;
+}();
+
+// Seed i is the cube root of the middle of its bucket: octave
+// kCbrtSeedLowExponent + i / 2^kCbrtSeedBits, mantissa 1 + (i mod
+// 2^kCbrtSeedBits + 0.5) / 2^kCbrtSeedBits.
+std::array<double, kCbrtSeeds> cbrtSeeds() {
+  std::array<double, kCbrtSeeds> t{};
+  constexpr int kPerOctave = 1 << kCbrtSeedBits;
+  for (int i = 0; i < kCbrtSeeds; ++i) {
+    const double mantissa = 1.0 + (i % kPerOctave + 0.5) / kPerOctave;
+    t[static_cast<size_t>(i)] =
+        std::cbrt(std::ldexp(mantissa, kCbrtSeedLowExponent + i / kPerOctave));
+  }
+  return t;
+}
 
 using LevelTables = std::array<LaneKernels, 4>;
 
@@ -22,7 +41,10 @@ LevelTables buildLevels() {
 }  // namespace
 
 const LaneTables& laneTables() {
-  return kLaneTables;
+  static const std::array<double, kCbrtSeeds> seeds = cbrtSeeds();
+  static const LaneTables tables{kUnit.data(), kHue.data(), kByte.data(), seeds.data(),
+                                 scalarRowKernel(NADIRO_MODEL_RGB, NADIRO_MODEL_LAB, Order::Model)};
+  return tables;
 }
 
 RowKernel laneRowKernel(CpuLevel level, int32_t from, int32_t to, Order order) {

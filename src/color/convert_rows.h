@@ -20,11 +20,24 @@ struct LaneKernels {
   RowKernel buffer[kModelCount + 1][kModelCount + 1] = {};
 };
 
-// The byte scalings the vector kernels read (formulas.h's kUnit and kHue).
+// What the vector kernels read besides their input: the byte scalings
+// (formulas.h's kUnit and kHue, and every byte as a double), the seeds of the
+// LAB kernel's cube roots, and the scalar RGB-to-LAB kernel (model order) for
+// the pixels its fast path leaves to the formula.
 struct LaneTables {
   const double* unit;
   const double* hue;
+  const double* byte;
+  const double* cbrtSeed;  // kCbrtSeeds entries, see cbrtSeedIndex in convert_lanes.h
+  RowKernel exactLab;
 };
+
+// The cube-root seeds cover [2^kCbrtSeedLowExponent, 2) in buckets of
+// 2^-kCbrtSeedBits of each octave.
+inline constexpr int kCbrtSeedBits = 8;
+inline constexpr int kCbrtSeedLowExponent = -7;
+inline constexpr int kCbrtSeeds =
+    -kCbrtSeedLowExponent * (1 << kCbrtSeedBits) + (1 << kCbrtSeedBits);
 const LaneTables& laneTables();
 
 // Each instruction-set file fills its level's table.

@@ -13,6 +13,7 @@ using MemHandle = void*;
 inline constexpr uint32_t kMemMoveable = 2;       // moveable, contents left as found
 inline constexpr uint32_t kMemFixedZero = 64;     // fixed + zero-initialised (GPTR)
 inline constexpr uint32_t kMemMoveableZero = 66;  // moveable + zero-initialised (GHND)
+inline constexpr uint32_t kMemMoveable = 2;       // moveable, contents left as found (GMEM_MOVEABLE)
 
 // Largest block the library asks for. The module was made for a 32-bit
 // address space where every size is a signed 32-bit value; images that need

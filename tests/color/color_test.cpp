@@ -319,6 +319,40 @@ TEST(ConvertImage, EveryPairMatchesItsDigest) {
   }
 }
 
+// The new image is written row by row, not copied whole first: every byte
+// the walk does not write (header, colour table, row padding, whatever lies
+// behind the 24-bit rows of a 32-bit source, bytes after the rows) still
+// comes from the source, whatever the freshly taken block held (the large
+// freed block it reuses is filled with 0xEE first).
+TEST(ConvertImage, BytesOutsideTheWalkedRowsComeFromTheSource) {
+  struct Case {
+    int32_t width;
+    uint16_t bits;
+    uint32_t tableEntries;
+    size_t tail;
+  };
+  for (const Case c : {Case{1001, 24, 5, 7}, Case{700, 32, 0, 0}, Case{333, 24, 0, 13}}) {
+    Bytes bytes = test::makeDib(
+        {c.width, 400, c.bits, c.tableEntries, c.tableEntries, test::Fill::Noise, 9, 0});
+    for (size_t i = 0; i < c.tail; ++i) bytes.push_back(static_cast<uint8_t>(0x51 + i));
+    test::ImageHandle img(bytes);
+    { test::ImageHandle poison(Bytes(bytes.size(), 0xEE)); }
+    test::ImageHandle out(ConvertDIBColorSpace(img.get(), 1, 6, 0, nullptr));
+    const Bytes got = test::blockBytes(out.get());
+    ASSERT_EQ(got.size(), bytes.size()) << c.width;
+    const size_t offset = 40 + 4 * size_t{c.tableEntries};
+    const size_t stride = (size_t(c.width) * 3 + 3) / 4 * 4;
+    size_t differing = 0;
+    for (size_t i = 0; i < got.size(); ++i) {
+      const bool walked =
+          i >= offset && i < offset + 400 * stride && (i - offset) % stride < size_t(c.width) * 3;
+      if (i == 16) continue;  // the new tag
+      if (!walked) differing += got[i] != bytes[i];
+    }
+    EXPECT_EQ(differing, 0u) << c.width << " pixels, " << c.bits << " bits";
+  }
+}
+
 TEST(ConvertImage, WorkedExamples) {
   Bytes bytes = sourceImage(1, 1, 1, 24, 1);
   bytes[40] = 30;  // B

@@ -41,7 +41,8 @@ long firstDifference(const std::vector<uint8_t>& a, const std::vector<uint8_t>& 
 }
 
 // Records that reach every branch: all ties of the three channels, the
-// extremes, and a random sample of the rest.
+// extremes (each twice in a row, for kernels that remember a recent pixel),
+// and a random sample of the rest.
 std::vector<uint8_t> denseSample(uint32_t bytes) {
   std::vector<uint8_t> v;
   const uint8_t edges[] = {0, 1, 2, 127, 128, 129, 253, 254, 255};
@@ -49,8 +50,9 @@ std::vector<uint8_t> denseSample(uint32_t bytes) {
     for (uint8_t b : edges)
       for (uint8_t c : edges)
         for (uint8_t d : bytes == 4 ? std::vector<uint8_t>{0, 128, 255} : std::vector<uint8_t>{0})
-          for (uint32_t j = 0; j < bytes; ++j)
-            v.push_back(j == 0 ? a : j == 1 ? b : j == 2 ? c : d);
+          for (int twice = 0; twice < 2; ++twice)
+            for (uint32_t j = 0; j < bytes; ++j)
+              v.push_back(j == 0 ? a : j == 1 ? b : j == 2 ? c : d);
   std::mt19937 rng(12);
   for (int n = 0; n < 200000 * static_cast<int>(bytes); ++n)
     v.push_back(static_cast<uint8_t>(rng()));
@@ -86,7 +88,7 @@ TEST(ConvertRows, EveryLevelGivesTheScalarBytesForEveryPair) {
 
 TEST(ConvertRows, TheConversionsFromRgbHaveVectorKernelsAtEveryLevel) {
   for (CpuLevel level : vectorLevels())
-    for (int32_t to : {NADIRO_MODEL_CMY, NADIRO_MODEL_HSV, NADIRO_MODEL_HSI, NADIRO_MODEL_YUV, NADIRO_MODEL_YIQ, NADIRO_MODEL_XYZ})
+    for (int32_t to : {NADIRO_MODEL_CMY, NADIRO_MODEL_HSV, NADIRO_MODEL_HSI, NADIRO_MODEL_YUV, NADIRO_MODEL_YIQ, NADIRO_MODEL_XYZ, NADIRO_MODEL_LAB})
       EXPECT_NE(laneRowKernel(level, NADIRO_MODEL_RGB, to, Order::Reversed), nullptr)
           << to << " at " << cpuLevelName(level);
   EXPECT_EQ(laneRowKernel(CpuLevel::Scalar, NADIRO_MODEL_RGB, NADIRO_MODEL_HSV, Order::Reversed), nullptr);
