@@ -10,7 +10,6 @@ namespace nadiro {
 
 using MemHandle = void*;
 
-inline constexpr uint32_t kMemMoveable = 2;       // moveable, contents left as found
 inline constexpr uint32_t kMemFixedZero = 64;     // fixed + zero-initialised (GPTR)
 inline constexpr uint32_t kMemMoveableZero = 66;  // moveable + zero-initialised (GHND)
 inline constexpr uint32_t kMemMoveable = 2;       // moveable, contents left as found (GMEM_MOVEABLE)
