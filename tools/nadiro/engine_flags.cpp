@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "cli.h"
+#include "demo.h"
 #include "formats.h"
 #include "operation.h"
 
@@ -213,6 +214,43 @@ bool engineDither(const EngineSettings& s, const Dib& in, Dib& out, std::string&
   for (int32_t y = 0; y < height; ++y)
     std::memcpy(out.row(height - 1 - y), &indices[size_t(width) * size_t(y)], size_t(width));
   return true;
+}
+
+// The gallery's engine section: every kernel and every kind of matrix on
+// the same picture and the same palette (the 8 RGB corners), so that only
+// the method differs from one picture to the next.
+void demoEngine(DemoContext& demo) {
+  const char* const section = "Dithering engine: every kernel and matrix";
+  const std::string palette = "rgb8";
+  struct Run {
+    bool kernel;  // a kernel, or a matrix
+    std::string name;
+  };
+  std::vector<Run> runs;
+  for (const Named& k : kKernels) runs.push_back({true, k.name});
+  for (const char* m : {"bluenoise", "bayer2", "bayer4", "bayer8", "bayer16", "clustered8"})
+    runs.push_back({false, m});
+  for (const Run& r : runs) {
+    EngineSettings s;
+    s.options.serpentine = 1;
+    std::optional<std::string> wrong = setPalette(palette, s);
+    if (!wrong) wrong = r.kernel ? setKernel(r.name, s) : setMatrix(r.name, s);
+    const std::string file =
+        std::string("engine-") + (r.kernel ? "kernel-" : "matrix-") + r.name + ".png";
+    Dib result;
+    std::string error;
+    if (wrong || !engineDither(s, demo.sample, result, error)) {
+      demo.failed(file + ": " + (wrong ? *wrong : error));
+      continue;
+    }
+    if (r.kernel)
+      demo.add(section, file, "Error diffusion, kernel " + r.name + ", serpentine",
+               "nadiro dither --kernel " + r.name + " --palette " + palette + " --serpentine",
+               result);
+    else
+      demo.add(section, file, "Ordered, matrix " + r.name,
+               "nadiro ordered-dither --matrix " + r.name + " --palette " + palette, result);
+  }
 }
 
 }  // namespace nadiro::cli
