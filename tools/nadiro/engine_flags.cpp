@@ -185,7 +185,8 @@ std::optional<std::string> setMatrix(const std::string& spec, EngineSettings& s)
   return std::nullopt;
 }
 
-bool engineDither(const EngineSettings& s, const Dib& in, Dib& out, std::string& error) {
+bool engineDither(const EngineSettings& s, const Dib& in, Dib& out, std::string& error,
+                  uint16_t bits) {
   // The engine takes top-down rows; the DIB stores them bottom-up.
   const Dib rgb = toRgb24(in);
   const int32_t width = rgb.width(), height = rgb.height();
@@ -193,7 +194,6 @@ bool engineDither(const EngineSettings& s, const Dib& in, Dib& out, std::string&
   std::vector<uint8_t> top(row * size_t(height));
   for (int32_t y = 0; y < height; ++y)
     std::memcpy(&top[row * size_t(y)], rgb.row(height - 1 - y), row);
-  out = Dib::blank(width, height, 8);
   std::vector<uint8_t> indices(size_t(width) * size_t(height));
   const NadiroDitherSource source{top.data(), uint32_t(width), uint32_t(height), uint32_t(row),
                                   NADIRO_PIXELS_BGR24};
@@ -205,14 +205,26 @@ bool engineDither(const EngineSettings& s, const Dib& in, Dib& out, std::string&
     error = NadiroDitherStatusText(status);
     return false;
   }
+  if (target.paletteCount > (1u << bits)) {
+    error = "the palette has more colours than " + std::to_string(bits) + " bits can index";
+    return false;
+  }
+  out = Dib::blank(width, height, bits);
   for (uint32_t i = 0; i < target.paletteCount; ++i) {
     uint8_t* quad = out.bytes.data() + 40 + 4 * size_t{i};
     quad[0] = target.palette[i][2];
     quad[1] = target.palette[i][1];
     quad[2] = target.palette[i][0];
   }
-  for (int32_t y = 0; y < height; ++y)
-    std::memcpy(out.row(height - 1 - y), &indices[size_t(width) * size_t(y)], size_t(width));
+  // Indices packed from the high bits of each byte down, as DIB rows hold them.
+  for (int32_t y = 0; y < height; ++y) {
+    const uint8_t* from = &indices[size_t(width) * size_t(y)];
+    uint8_t* to = out.row(height - 1 - y);
+    for (uint32_t x = 0; x < uint32_t(width); ++x) {
+      const uint32_t bit = x * bits;
+      to[bit / 8] = static_cast<uint8_t>(to[bit / 8] | from[x] << (8 - bits - bit % 8));
+    }
+  }
   return true;
 }
 
