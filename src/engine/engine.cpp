@@ -143,8 +143,9 @@ struct Quantiser {
     const Work p = palette[index];
     Work e;
     for (size_t k = 0; k < 3; ++k)
-      e[k] = (ClampError ? c[k]
-                         : static_cast<int32_t>(std::clamp<Sum>(steps[k], -kLoose, kWorkMax + kLoose))) -
+      e[k] = (ClampError
+                  ? c[k]
+                  : static_cast<int32_t>(std::clamp<Sum>(steps[k], -kLoose, kWorkMax + kLoose))) -
              p[k];
     return e;
   }
@@ -304,17 +305,17 @@ bool ordered(const RowSource& s, std::span<const Work> palette, NearestTable& ta
     for (size_t k = 0; k < 3; ++k) shift[i][k] = static_cast<int32_t>(std::lround(t * steps[k]));
   }
   const NearestTable::Finder finder = table.finder();
-  return eachRow(
-      s, lut, progress, indices, [&, finder](uint32_t y, const int32_t* line, uint8_t* out) {
-        const Work* shifts = shift.data() + size_t{y % m.height} * m.width;
-        for (uint32_t x = 0; x < s.width; ++x) {
-          const Work& t = shifts[x % m.width];
-          const int32_t* v = line + 3 * x;
-          out[x] = finder.find({std::clamp(v[0] + t[0], 0, kWorkMax),
-                                std::clamp(v[1] + t[1], 0, kWorkMax),
-                                std::clamp(v[2] + t[2], 0, kWorkMax)});
-        }
-      });
+  return eachRow(s, lut, progress, indices,
+                 [&, finder](uint32_t y, const int32_t* line, uint8_t* out) {
+                   const Work* shifts = shift.data() + size_t{y % m.height} * m.width;
+                   for (uint32_t x = 0; x < s.width; ++x) {
+                     const Work& t = shifts[x % m.width];
+                     const int32_t* v = line + 3 * x;
+                     out[x] = finder.find({std::clamp(v[0] + t[0], 0, kWorkMax),
+                                           std::clamp(v[1] + t[1], 0, kWorkMax),
+                                           std::clamp(v[2] + t[2], 0, kWorkMax)});
+                   }
+                 });
 }
 
 bool nearest(const RowSource& s, NearestTable& table, const Lut& lut, RowCallback progress,

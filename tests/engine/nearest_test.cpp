@@ -50,7 +50,8 @@ TEST_P(NearestTableMatchesBruteForce, OnRandomColours) {
     for (int i = 0; i < 3000; ++i) {
       Work c;
       for (int32_t& v : c)
-        v = i % 2 ? anywhere(rng) : std::min(kWorkMax, (border(rng) / 2) * 128 + border(rng) % 2 * 127);
+        v = i % 2 ? anywhere(rng)
+                  : std::min(kWorkMax, (border(rng) / 2) * 128 + border(rng) % 2 * 127);
       ASSERT_EQ(table.find(c), bruteNearest(palette, c, w))
           << pc.name << " seed " << seed << " at " << c[0] << "," << c[1] << "," << c[2];
     }

@@ -203,13 +203,14 @@ extern const Command kDitherCommand = {
     "                    own colour table (indices kept in the given order)\n"
     "  --serpentine      odd rows right to left, the kernel mirrored\n"
     "  --strength N      0..100 % of the error diffused, default 100\n"
-    "  --linear          diffuse and match in linear light\n\n"
-    NADIRO_IMAGE_FLAGS_HELP "\n"
+    "  --linear          diffuse and match in linear light\n\n" NADIRO_IMAGE_FLAGS_HELP
+    "\n"
     "Input: any picture the tool reads; it is made 24-bit first.\n\n"
     "Look at dithered pictures at 100 % zoom: scaled views add moire.\n\n"
     "Examples:\n  nadiro dither --bits 4 photo.jpg photo-4bit.png\n"
     "  nadiro dither -m stucki --bits 4 photo.jpg photo-stucki.png\n"
-    "  nadiro dither --kernel atkinson --palette 000000,ffffff,ff0000 --serpentine photo.jpg out.png\n",
+    "  nadiro dither --kernel atkinson --palette 000000,ffffff,ff0000 --serpentine photo.jpg "
+    "out.png\n",
     run};
 
 }  // namespace nadiro::cli
