@@ -4,32 +4,35 @@
 
 #include <algorithm>
 #include <cmath>
+#include <type_traits>
 #include <utility>
 
 #include "engine/kernels.h"
 
 namespace nadiro::engine {
 
-float toWorking(uint8_t value, bool linear) {
-  if (!linear) return static_cast<float>(value);
+int32_t toWorking(uint8_t value, bool linear) {
+  if (!linear) return int32_t{value} << kWorkFraction;
   // The sRGB transfer curve undone, scaled back to 0 .. 255.
   const double c = value / 255.0;
   const double l = c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
-  return static_cast<float>(255.0 * l);
+  return static_cast<int32_t>(std::lround(l * kWorkMax));
 }
 
 namespace {
 
-using Lut = std::array<float, 256>;
+using Lut = std::array<int32_t, 256>;
 
-Lut workingTable(bool linear) {
+// Working values, times 2^shift, plus `add`.
+Lut workingTable(bool linear, uint32_t shift = 0, int32_t add = 0) {
   Lut lut{};
-  for (uint32_t v = 0; v < 256; ++v) lut[v] = toWorking(static_cast<uint8_t>(v), linear);
+  for (uint32_t v = 0; v < 256; ++v)
+    lut[v] = (toWorking(static_cast<uint8_t>(v), linear) << shift) + add;
   return lut;
 }
 
-// Row y as R, G, B working values.
-void readRow(const RowSource& s, uint32_t y, const Lut& lut, float* out) {
+// Row y as R, G, B values from `lut`.
+void readRow(const RowSource& s, uint32_t y, const Lut& lut, int32_t* out) {
   const uint8_t* p = s.pixels + y * s.stride;
   if (s.bytesPerPixel == 1) {
     for (uint32_t x = 0; x < s.width; ++x) out[3 * x] = out[3 * x + 1] = out[3 * x + 2] = lut[p[x]];
@@ -43,16 +46,12 @@ void readRow(const RowSource& s, uint32_t y, const Lut& lut, float* out) {
   }
 }
 
-inline float clampChannel(float v) {
-  return std::min(std::max(v, 0.0f), 255.0f);
-}
-
 // Every row of the picture through `quantiseRow(y, line, out)`, asking the
 // callback first.
 template <typename QuantiseRow>
 bool eachRow(const RowSource& s, const Lut& lut, RowCallback progress, std::span<uint8_t> indices,
              QuantiseRow quantiseRow) {
-  std::vector<float> line(size_t{s.width} * 3);
+  std::vector<int32_t> line(size_t{s.width} * 3);
   for (uint32_t y = 0; y < s.height; ++y) {
     if (!progress.keepGoing(progress.context, y)) return false;
     readRow(s, y, lut, line.data());
@@ -60,6 +59,23 @@ bool eachRow(const RowSource& s, const Lut& lut, RowCallback progress, std::span
   }
   return true;
 }
+
+// Diffusion in whole numbers. A pixel's value plus the error it has
+// received is kept in 2^-kShareBits of a working step, a tap's weight
+// (times the strength) in 2^-kShareBits, and the error a pixel passes on
+// in working steps, so a share is error * weight with no rounding. A pixel
+// is matched at its value rounded to the nearest step.
+constexpr uint32_t kShareBits = 16;
+constexpr int32_t kHalfShare = 1 << (kShareBits - 1);
+// With error clamping off, value plus error is still held within this far
+// outside the working range (768 byte levels), which keeps every sum in 32
+// bits for the built-in kernels (their weights add up to at most 1): a
+// pixel 3 times the range past its colour spreads no further error.
+constexpr int32_t kLoose = 768 << kWorkFraction;
+// The sums for a built-in kernel, and for a caller's (weights up to 65535
+// times its divisor, some negative).
+using BuiltInSum = int32_t;
+using CallerSum = int64_t;
 
 // A tap of a kernel: where it sends its share (rows below, column offset).
 struct TapPlace {
@@ -85,40 +101,53 @@ constexpr std::array<TapPlace, N> placesOf(const Kernel& k) {
   return places;
 }
 
-std::vector<float> weightsOf(const Kernel& k, float strength) {
-  std::vector<float> weights;
+template <typename Sum>
+std::vector<Sum> weightsOf(const Kernel& k, uint32_t strength) {
+  std::vector<Sum> weights;
+  const double scale = double{1 << kShareBits} * strength / (100.0 * k.divisor);
   for (uint32_t r = 0; r < k.rows; ++r)
     for (uint32_t c = 0; c < k.columns; ++c)
       if (const int32_t w = k.weights[r * kKernelColumns + c]; w != 0)
-        weights.push_back(strength * static_cast<float>(w) / static_cast<float>(k.divisor));
+        weights.push_back(static_cast<Sum>(std::llround(w * scale)));
   return weights;
 }
 
-// What one row of diffusion needs. rows[r] is the error row of y + r,
+// What one row of diffusion needs. `line` holds the row's values times
+// 2^kShareBits, plus half a step; rows[r] is the error row of y + r,
 // offset so that index 3x is pixel x.
+template <typename Sum>
 struct DiffusionRow {
-  const float* line;
-  float* const* rows;
-  const float* weights;
+  const int32_t* line;
+  Sum* const* rows;
+  const Sum* weights;
   uint8_t* out;
   uint32_t width;
 };
 
 // Quantises the pixel whose value (with the error it has received) is v;
-// returns the error to spread.
+// returns the error to spread, in working steps.
 struct Quantiser {
   NearestTable::Finder finder;
   const Work* palette;
-  // Values, not references, and the clamping choice fixed at compile time:
-  // a selected reference would keep both colours in memory, on the path
-  // from one pixel to the next.
-  template <bool ClampError>
-  Work quantise(const Work& v, uint8_t& index) const {
-    const Work c{clampChannel(v[0]), clampChannel(v[1]), clampChannel(v[2])};
+  // The clamping choice fixed at compile time: it is on the path from one
+  // pixel to the next.
+  template <bool ClampError, typename Sum>
+  Work quantise(const std::array<Sum, 3>& v, uint8_t& index) const {
+    std::array<Sum, 3> steps;
+    Work c;
+    for (size_t k = 0; k < 3; ++k) {
+      steps[k] = v[k] >> kShareBits;
+      c[k] = static_cast<int32_t>(std::clamp<Sum>(steps[k], 0, kWorkMax));
+    }
     index = finder.find(c);
     const Work p = palette[index];
-    if constexpr (ClampError) return {c[0] - p[0], c[1] - p[1], c[2] - p[2]};
-    return {v[0] - p[0], v[1] - p[1], v[2] - p[2]};
+    Work e;
+    for (size_t k = 0; k < 3; ++k)
+      e[k] = (ClampError
+                  ? c[k]
+                  : static_cast<int32_t>(std::clamp<Sum>(steps[k], -kLoose, kWorkMax + kLoose))) -
+             p[k];
+    return e;
   }
 };
 
@@ -127,12 +156,13 @@ struct Quantiser {
 // after each shift) so a pixel's error reaches the next pixel without a
 // store and a reload.
 template <auto Places, bool Backwards, bool ClampError>
-void fixedRow(const DiffusionRow& row, const Quantiser& quantiser) {
+void fixedRow(const DiffusionRow<BuiltInSum>& row, const Quantiser& quantiser) {
+  using Sum = BuiltInSum;
   // Local copies: the index stores (bytes) may alias anything reached
   // through a reference, which would reload every pointer at every pixel.
-  const DiffusionRow r = row;
+  const DiffusionRow<Sum> r = row;
   const Quantiser quantise = quantiser;
-  float* const rows[kKernelRows] = {r.rows[0], r.rows[1], r.rows[2], r.rows[3], r.rows[4]};
+  Sum* const rows[kKernelRows] = {r.rows[0], r.rows[1], r.rows[2], r.rows[3], r.rows[4]};
   constexpr size_t N = Places.size();
   constexpr int32_t reach = [] {
     int32_t m = 1;
@@ -141,13 +171,16 @@ void fixedRow(const DiffusionRow& row, const Quantiser& quantiser) {
     return m;
   }();
   constexpr ptrdiff_t direction = Backwards ? -1 : 1;
-  float ahead[size_t{reach} + 1][3] = {};
+  Sum weights[N];
+  for (size_t i = 0; i < N; ++i) weights[i] = r.weights[i];
+  Sum ahead[size_t{reach} + 1][3] = {};
   for (uint32_t i = 0; i < r.width; ++i) {
     const uint32_t x = Backwards ? r.width - 1 - i : i;
-    const float* here = r.line + 3 * x;
-    const float* carried = rows[0] + 3 * x;
-    const Work v{here[0] + carried[0] + ahead[0][0], here[1] + carried[1] + ahead[0][1],
-                 here[2] + carried[2] + ahead[0][2]};
+    const int32_t* here = r.line + 3 * x;
+    const Sum* carried = rows[0] + 3 * x;
+    const std::array<Sum, 3> v{here[0] + carried[0] + ahead[0][0],
+                               here[1] + carried[1] + ahead[0][1],
+                               here[2] + carried[2] + ahead[0][2]};
     const Work e = quantise.quantise<ClampError>(v, r.out[x]);
     for (int32_t d = 0; d < reach; ++d)
       for (size_t k = 0; k < 3; ++k) ahead[d][k] = ahead[d + 1][k];
@@ -156,11 +189,11 @@ void fixedRow(const DiffusionRow& row, const Quantiser& quantiser) {
       (
           [&] {
             constexpr TapPlace p = Places[I];
-            const float w = r.weights[I];
+            const Sum w = weights[I];
             if constexpr (p.row == 0) {
               for (size_t k = 0; k < 3; ++k) ahead[p.dx - 1][k] += e[k] * w;
             } else {
-              float* to = rows[p.row] + 3 * (static_cast<ptrdiff_t>(x) + direction * p.dx);
+              Sum* to = rows[p.row] + 3 * (static_cast<ptrdiff_t>(x) + direction * p.dx);
               for (size_t k = 0; k < 3; ++k) to[k] += e[k] * w;
             }
           }(),
@@ -170,31 +203,32 @@ void fixedRow(const DiffusionRow& row, const Quantiser& quantiser) {
   }
 }
 
-// A caller kernel: the same walk with its taps read at run time.
+// A caller kernel: the same walk with its taps read at run time, in 64-bit
+// sums.
 template <bool ClampError>
-void anyRow(const DiffusionRow& row, std::span<const TapPlace> places, bool backwards,
+void anyRow(const DiffusionRow<CallerSum>& row, std::span<const TapPlace> places, bool backwards,
             const Quantiser& quantiser) {
-  const DiffusionRow r = row;
+  using Sum = CallerSum;
+  const DiffusionRow<Sum> r = row;
   const Quantiser quantise = quantiser;
   const ptrdiff_t direction = backwards ? -1 : 1;
   for (uint32_t i = 0; i < r.width; ++i) {
     const uint32_t x = backwards ? r.width - 1 - i : i;
-    const float* here = r.line + 3 * x;
-    const float* carried = r.rows[0] + 3 * x;
-    const Work e = quantise.quantise<ClampError>(
+    const int32_t* here = r.line + 3 * x;
+    const Sum* carried = r.rows[0] + 3 * x;
+    const Work e = quantise.quantise<ClampError, Sum>(
         {here[0] + carried[0], here[1] + carried[1], here[2] + carried[2]}, r.out[x]);
     for (size_t t = 0; t < places.size(); ++t) {
-      float* to =
-          r.rows[places[t].row] + 3 * (static_cast<ptrdiff_t>(x) + direction * places[t].dx);
-      for (size_t k = 0; k < 3; ++k) to[k] += e[k] * r.weights[t];
+      Sum* to = r.rows[places[t].row] + 3 * (static_cast<ptrdiff_t>(x) + direction * places[t].dx);
+      for (size_t k = 0; k < 3; ++k) to[k] += Sum{e[k]} * r.weights[t];
     }
   }
 }
 
-using RowRunner = void (*)(const DiffusionRow&, const Quantiser&, bool backwards);
+using RowRunner = void (*)(const DiffusionRow<BuiltInSum>&, const Quantiser&, bool backwards);
 
 template <uint32_t Which, bool ClampError>
-void builtInRow(const DiffusionRow& r, const Quantiser& quantise, bool backwards) {
+void builtInRow(const DiffusionRow<BuiltInSum>& r, const Quantiser& quantise, bool backwards) {
   constexpr auto places = placesOf<tapCount(kKernels[Which])>(kKernels[Which]);
   if (backwards)
     fixedRow<places, true, ClampError>(r, quantise);
@@ -210,10 +244,11 @@ constexpr std::array<std::array<RowRunner, sizeof...(W)>, 2> builtInRows(
 }
 constexpr auto kBuiltInRows = builtInRows(std::make_integer_sequence<uint32_t, kBuiltInKernels>{});
 
+template <typename Sum>
 bool diffuse(const RowSource& s, std::span<const Work> palette, NearestTable& table,
-             const Settings& st, const Lut& lut, RowCallback progress, std::span<uint8_t> indices) {
+             const Settings& st, RowCallback progress, std::span<uint8_t> indices) {
   const Kernel& k = st.kernel;
-  const std::vector<float> weights = weightsOf(k, st.strength);
+  const std::vector<Sum> weights = weightsOf<Sum>(k, st.strength);
   std::vector<TapPlace> places;
   for (uint32_t r = 0; r < k.rows; ++r)
     for (uint32_t c = 0; c < k.columns; ++c)
@@ -222,23 +257,24 @@ bool diffuse(const RowSource& s, std::span<const Work> palette, NearestTable& ta
   // Error rows padded on both sides by the widest reach of a kernel.
   constexpr size_t kPad = kKernelColumns;
   const size_t rowLength = (size_t{s.width} + 2 * kPad) * 3;
-  std::vector<float> errors(rowLength * k.rows, 0.0f);
+  std::vector<Sum> errors(rowLength * k.rows, 0);
   const Quantiser quantise{table.finder(), palette.data()};
+  const Lut lut = workingTable(st.linear, kShareBits, kHalfShare);
 
-  return eachRow(s, lut, progress, indices, [&](uint32_t y, const float* line, uint8_t* out) {
-    float* rows[kKernelRows] = {};
+  return eachRow(s, lut, progress, indices, [&](uint32_t y, const int32_t* line, uint8_t* out) {
+    Sum* rows[kKernelRows] = {};
     for (uint32_t r = 0; r < k.rows; ++r)
       rows[r] = errors.data() + ((y + r) % k.rows) * rowLength + kPad * 3;
     const bool backwards = st.serpentine && (y & 1) != 0;
-    const DiffusionRow row{line, rows, weights.data(), out, s.width};
-    if (st.builtIn < kBuiltInKernels)
+    const DiffusionRow<Sum> row{line, rows, weights.data(), out, s.width};
+    if constexpr (std::is_same_v<Sum, BuiltInSum>)
       kBuiltInRows[st.clampError][st.builtIn](row, quantise, backwards);
     else if (st.clampError)
       anyRow<true>(row, places, backwards, quantise);
     else
       anyRow<false>(row, places, backwards, quantise);
     // Row y is done; its buffer becomes row y + rows.
-    std::fill_n(rows[0] - kPad * 3, rowLength, 0.0f);
+    std::fill_n(rows[0] - kPad * 3, rowLength, Sum{0});
   });
 }
 
@@ -247,7 +283,7 @@ bool diffuse(const RowSource& s, std::span<const Work> palette, NearestTable& ta
 Work paletteSteps(std::span<const Work> palette) {
   Work steps{};
   for (size_t k = 0; k < 3; ++k) {
-    std::vector<float> levels;
+    std::vector<int32_t> levels;
     for (const Work& p : palette) levels.push_back(p[k]);
     std::sort(levels.begin(), levels.end());
     for (size_t i = 1; i < levels.size(); ++i)
@@ -261,34 +297,37 @@ bool ordered(const RowSource& s, std::span<const Work> palette, NearestTable& ta
   const RankMatrix& m = *st.matrix;
   const uint32_t levels =
       static_cast<uint32_t>(*std::max_element(m.ranks.begin(), m.ranks.end())) + 1;
-  std::vector<float> shift(m.ranks.size());
-  for (size_t i = 0; i < shift.size(); ++i)
-    shift[i] =
-        st.strength * ((static_cast<float>(m.ranks[i]) + 0.5f) / static_cast<float>(levels) - 0.5f);
+  // Each matrix cell's shift of the three channels, in working steps.
   const Work steps = paletteSteps(palette);
+  std::vector<Work> shift(m.ranks.size());
+  for (size_t i = 0; i < shift.size(); ++i) {
+    const double t = st.strength / 100.0 * ((m.ranks[i] + 0.5) / levels - 0.5);
+    for (size_t k = 0; k < 3; ++k) shift[i][k] = static_cast<int32_t>(std::lround(t * steps[k]));
+  }
   const NearestTable::Finder finder = table.finder();
-  return eachRow(
-      s, lut, progress, indices, [&, finder](uint32_t y, const float* line, uint8_t* out) {
-        const float* shifts = shift.data() + size_t{y % m.height} * m.width;
-        for (uint32_t x = 0; x < s.width; ++x) {
-          const float t = shifts[x % m.width];
-          const float* v = line + 3 * x;
-          out[x] =
-              finder.find({clampChannel(v[0] + t * steps[0]), clampChannel(v[1] + t * steps[1]),
-                           clampChannel(v[2] + t * steps[2])});
-        }
-      });
+  return eachRow(s, lut, progress, indices,
+                 [&, finder](uint32_t y, const int32_t* line, uint8_t* out) {
+                   const Work* shifts = shift.data() + size_t{y % m.height} * m.width;
+                   for (uint32_t x = 0; x < s.width; ++x) {
+                     const Work& t = shifts[x % m.width];
+                     const int32_t* v = line + 3 * x;
+                     out[x] = finder.find({std::clamp(v[0] + t[0], 0, kWorkMax),
+                                           std::clamp(v[1] + t[1], 0, kWorkMax),
+                                           std::clamp(v[2] + t[2], 0, kWorkMax)});
+                   }
+                 });
 }
 
 bool nearest(const RowSource& s, NearestTable& table, const Lut& lut, RowCallback progress,
              std::span<uint8_t> indices) {
   const NearestTable::Finder finder = table.finder();
-  return eachRow(s, lut, progress, indices, [&, finder](uint32_t, const float* line, uint8_t* out) {
-    for (uint32_t x = 0; x < s.width; ++x) {
-      const float* v = line + 3 * x;
-      out[x] = finder.find({clampChannel(v[0]), clampChannel(v[1]), clampChannel(v[2])});
-    }
-  });
+  return eachRow(s, lut, progress, indices,
+                 [&, finder](uint32_t, const int32_t* line, uint8_t* out) {
+                   for (uint32_t x = 0; x < s.width; ++x) {
+                     const int32_t* v = line + 3 * x;
+                     out[x] = finder.find({v[0], v[1], v[2]});
+                   }
+                 });
 }
 
 }  // namespace
@@ -302,7 +341,9 @@ bool dither(const RowSource& source, std::span<const Rgb> palette, const Setting
   NearestTable table(work, weights);
   switch (settings.method) {
     case Method::Diffusion:
-      return diffuse(source, work, table, settings, lut, progress, indices);
+      if (settings.builtIn < kBuiltInKernels)
+        return diffuse<BuiltInSum>(source, work, table, settings, progress, indices);
+      return diffuse<CallerSum>(source, work, table, settings, progress, indices);
     case Method::Ordered:
       return ordered(source, work, table, settings, lut, progress, indices);
     case Method::Nearest:

@@ -47,30 +47,48 @@ inline constexpr uint32_t kBlueNoiseSide = 64;
 // Made by void-and-cluster on first use, then shared by every thread.
 const RankMatrix& blueNoiseMatrix();
 
+// ---- pictures -------------------------------------------------------------------
+
+// The caller's picture, read row by row: its bytes, and where R, G and B
+// sit in a pixel.
+struct RowSource {
+  const uint8_t* pixels;
+  size_t stride;
+  uint32_t width;
+  uint32_t height;
+  uint32_t bytesPerPixel;             // 1 grey, 3, 4
+  std::array<uint32_t, 3> channelAt;  // byte offset of R, G, B in a pixel
+};
+
 // ---- palettes (palette.cpp) --------------------------------------------------
 
 enum class FixedPalette : uint32_t { BlackWhite, RgbCorners, Rgb332, WebSafe };
 std::vector<Rgb> fixedPalette(FixedPalette which);
 
-// Interleaved R, G, B samples of a picture (any count), for choosing colours.
+// Colours chosen from every pixel of a picture.
 enum class Chooser : uint32_t { MedianCut, KMeans };
-std::vector<Rgb> choosePalette(std::span<const Rgb> pixels, uint32_t wanted, Chooser how);
+std::vector<Rgb> choosePalette(const RowSource& picture, uint32_t wanted, Chooser how);
 
 // ---- nearest colour (nearest.cpp) ---------------------------------------------
 
-// A colour in the working space: each channel in 0 .. 255 (sRGB bytes, or
-// linear light scaled to 255).
-using Work = std::array<float, 3>;
+// A colour in the working space, in whole numbers: each channel in
+// 0 .. kWorkMax, 1/16 of a byte level a step (sRGB bytes, or linear light
+// scaled to 255, rounded to the step).
+inline constexpr uint32_t kWorkFraction = 4;
+inline constexpr int32_t kWorkMax = 255 << kWorkFraction;
+using Work = std::array<int32_t, 3>;
 
 // Nearest palette entry by weighted squared distance, ties to the lower
 // index. A 32 x 32 x 32 grid of cells over the working cube; each cell,
 // built on first use, lists the entries that can be nearest to some point
-// of the cell, and a query compares only those.
+// of the cell, and a query compares only those. Every distance is a whole
+// number (below 2^28), so the answer is exact.
 class NearestTable {
  public:
   static constexpr uint32_t kCellBits = 5;  // 2^kCellBits cells a side
-  static constexpr uint32_t kCellShift = 8 - kCellBits;
+  static constexpr uint32_t kCellShift = 8 + kWorkFraction - kCellBits;
   static constexpr uint32_t kCells = 1u << (3 * kCellBits);
+  // weights: each 1 .. 4
   NearestTable(std::span<const Work> palette, Work weights);
   NearestTable(const NearestTable&) = delete;
   NearestTable& operator=(const NearestTable&) = delete;
@@ -80,7 +98,7 @@ class NearestTable {
   // a Finder is that loop's copy.
   class Finder {
    public:
-    // c clamped to 0 .. 255 on each channel.
+    // c within 0 .. kWorkMax on each channel.
     uint8_t find(const Work& c) const {
       const uint32_t cell = (static_cast<uint32_t>(c[0]) >> kCellShift) << (2 * kCellBits) |
                             (static_cast<uint32_t>(c[1]) >> kCellShift) << kCellBits |
@@ -91,9 +109,9 @@ class NearestTable {
       if (entry & kSingle) return static_cast<uint8_t>(entry);
       return refine(c, lists_[cell]);
     }
-    float distance(const Work& c, uint32_t index) const {
+    int32_t distance(const Work& c, uint32_t index) const {
       const Work& p = palette_[index];
-      const float d0 = c[0] - p[0], d1 = c[1] - p[1], d2 = c[2] - p[2];
+      const int32_t d0 = c[0] - p[0], d1 = c[1] - p[1], d2 = c[2] - p[2];
       return weights_[0] * d0 * d0 + weights_[1] * d1 * d1 + weights_[2] * d2 * d2;
     }
 
@@ -112,10 +130,10 @@ class NearestTable {
       const uint8_t* list = candidates_ + (entry >> kCountBits);
       const uint32_t count = entry & kCountMask;
       uint32_t best = list[0];
-      float bestDistance = distance(c, best);
+      int32_t bestDistance = distance(c, best);
       for (uint32_t i = 1; i < count; ++i) {
         const uint32_t candidate = list[i];
-        const float d = distance(c, candidate);
+        const int32_t d = distance(c, candidate);
         const bool nearer = d < bestDistance;
         best = nearer ? candidate : best;
         bestDistance = nearer ? d : bestDistance;
@@ -153,7 +171,7 @@ class NearestTable {
   std::vector<uint16_t> cells_;
   std::vector<uint32_t> lists_;
   std::vector<uint8_t> candidates_;  // capacity for every cell: never reallocated
-  std::vector<double> scratch_;      // build's per-entry distances
+  std::vector<int64_t> scratch_;     // build's per-entry distances
 };
 
 // ---- the dithering run (engine.cpp) ---------------------------------------------
@@ -166,23 +184,13 @@ struct Settings {
   uint32_t builtIn = kBuiltInKernels;  // the kernel's number in kernels.h, if it is one
   RankMatrix const* matrix = nullptr;  // ordered
   bool serpentine = true;
-  float strength = 1.0f;  // 0 .. 1
+  uint32_t strength = 100;  // per cent
   bool clampError = true;
   bool linear = false;
   bool weighted = false;
 };
 
-// A picture as three working-space channels is made row by row from the
-// caller's bytes by `RowSource`; the run asks `keepGoing(y)` before row y.
-struct RowSource {
-  const uint8_t* pixels;
-  size_t stride;
-  uint32_t width;
-  uint32_t height;
-  uint32_t bytesPerPixel;             // 1 grey, 3, 4
-  std::array<uint32_t, 3> channelAt;  // byte offset of R, G, B in a pixel
-};
-
+// The run asks `keepGoing(y)` before row y.
 struct RowCallback {
   bool (*keepGoing)(void* context, uint32_t row);
   void* context;
@@ -194,6 +202,6 @@ bool dither(const RowSource& source, std::span<const Rgb> palette, const Setting
             RowCallback progress, std::span<uint8_t> indices);
 
 // Byte -> working-space value.
-float toWorking(uint8_t value, bool linear);
+int32_t toWorking(uint8_t value, bool linear);
 
 }  // namespace nadiro::engine

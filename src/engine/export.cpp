@@ -148,15 +148,8 @@ std::vector<Rgb> paletteOf(const NadiroDitherOptions& o, const RowSource& s) {
     }
     case NADIRO_PALETTE_MEDIAN_CUT:
     case NADIRO_PALETTE_KMEANS: {
-      std::vector<Rgb> pixels;
-      pixels.reserve(size_t{s.width} * s.height);
-      for (uint32_t y = 0; y < s.height; ++y) {
-        const uint8_t* p = s.pixels + y * s.stride;
-        for (uint32_t x = 0; x < s.width; ++x, p += s.bytesPerPixel)
-          pixels.push_back({p[s.channelAt[0]], p[s.channelAt[1]], p[s.channelAt[2]]});
-      }
       return choosePalette(
-          pixels, o.paletteCount,
+          s, o.paletteCount,
           o.palette == NADIRO_PALETTE_KMEANS ? Chooser::KMeans : Chooser::MedianCut);
     }
     default:
@@ -257,7 +250,7 @@ int32_t run(const NadiroDitherSource& src, NadiroDitherTarget& target,
   if (settings.method == Method::Ordered) matrix = matrixOf(o);
   settings.matrix = matrix ? &*matrix : nullptr;
   settings.serpentine = o.serpentine != 0;
-  settings.strength = static_cast<float>(o.strength) / 100.0f;
+  settings.strength = o.strength;
   settings.clampError = o.clampError != 0;
   settings.linear = o.space == NADIRO_SPACE_LINEAR;
   settings.weighted = o.distance == NADIRO_DISTANCE_WEIGHTED;

@@ -1,17 +1,19 @@
-// The nearest-colour cell table. A cell is the box [8i, 8i + 8] on each
-// channel. An entry can be nearest to some point of the box only if its
-// smallest distance to the box is no more than the smallest of all
-// entries' largest distances to it; those entries, in index order, are the
-// cell's candidates, and a query picks the nearest of them exactly.
+// The nearest-colour cell table. A cell holds the whole-number points
+// [a, a + side - 1] on each channel. An entry can be nearest to some point
+// of the cell only if its smallest distance to the cell is no more than the
+// smallest of all entries' largest distances to it; those entries, in index
+// order, are the cell's candidates, and a query picks the nearest of them.
+// The distances are exact integers, so no entry is left out by rounding.
 #include <algorithm>
-#include <cmath>
+#include <cstdlib>
+#include <limits>
 
 #include "engine/engine.h"
 
 namespace nadiro::engine {
 
 namespace {
-constexpr double kCellSide = 1 << NearestTable::kCellShift;
+constexpr int64_t kCellSide = int64_t{1} << NearestTable::kCellShift;
 }  // namespace
 
 NearestTable::NearestTable(std::span<const Work> palette, Work weights)
@@ -27,23 +29,20 @@ uint32_t NearestTable::build(uint32_t cell) {
   constexpr uint32_t kMask = (1u << kCellBits) - 1;
   const uint32_t at[3] = {cell >> (2 * kCellBits), cell >> kCellBits & kMask, cell & kMask};
   const size_t n = palette_.size();
-  std::vector<double>& nearSide = scratch_;
-  double bound = INFINITY;
+  std::vector<int64_t>& nearSide = scratch_;
+  int64_t bound = std::numeric_limits<int64_t>::max();
   for (size_t i = 0; i < n; ++i) {
-    double lo = 0, hi = 0;
+    int64_t lo = 0, hi = 0;
     for (size_t k = 0; k < 3; ++k) {
-      const double a = at[k] * kCellSide, b = a + kCellSide, v = palette_[i][k];
-      const double inside = v < a ? a - v : (v > b ? v - b : 0.0);
-      const double outside = std::max(std::abs(v - a), std::abs(v - b));
-      lo += double{weights_[k]} * inside * inside;
-      hi += double{weights_[k]} * outside * outside;
+      const int64_t a = at[k] * kCellSide, b = a + kCellSide - 1, v = palette_[i][k];
+      const int64_t inside = v < a ? a - v : (v > b ? v - b : 0);
+      const int64_t outside = std::max(std::abs(v - a), std::abs(v - b));
+      lo += weights_[k] * inside * inside;
+      hi += weights_[k] * outside * outside;
     }
     nearSide[i] = lo;
     bound = std::min(bound, hi);
   }
-  // A little slack: an extra candidate costs a comparison, a missing one
-  // would cost exactness under float rounding.
-  bound = bound * (1 + 1e-6) + 1e-3;
   const uint32_t first = static_cast<uint32_t>(candidates_.size());
   for (size_t i = 0; i < n; ++i)
     if (nearSide[i] <= bound) candidates_.push_back(static_cast<uint8_t>(i));

@@ -26,12 +26,19 @@ struct Bin {
   }
 };
 
-std::vector<Bin> histogram(std::span<const Rgb> pixels) {
+// Straight from the picture's rows: no copy of its pixels.
+std::vector<Bin> histogram(const RowSource& s) {
   std::vector<Bin> cells(32768);
-  for (const Rgb& p : pixels) {
-    Bin& b = cells[(p[0] >> 3) << 10 | (p[1] >> 3) << 5 | p[2] >> 3];
-    ++b.count;
-    for (size_t k = 0; k < 3; ++k) b.sum[k] += p[k];
+  const uint32_t r = s.channelAt[0], g = s.channelAt[1], b = s.channelAt[2];
+  for (uint32_t y = 0; y < s.height; ++y) {
+    const uint8_t* p = s.pixels + y * s.stride;
+    for (uint32_t x = 0; x < s.width; ++x, p += s.bytesPerPixel) {
+      Bin& bin = cells[(p[r] >> 3) << 10 | (p[g] >> 3) << 5 | p[b] >> 3];
+      ++bin.count;
+      bin.sum[0] += p[r];
+      bin.sum[1] += p[g];
+      bin.sum[2] += p[b];
+    }
   }
   std::vector<Bin> used;
   for (uint32_t i = 0; i < cells.size(); ++i)
@@ -172,8 +179,8 @@ std::vector<Rgb> fixedPalette(FixedPalette which) {
   return p;
 }
 
-std::vector<Rgb> choosePalette(std::span<const Rgb> pixels, uint32_t wanted, Chooser how) {
-  std::vector<Bin> bins = histogram(pixels);
+std::vector<Rgb> choosePalette(const RowSource& picture, uint32_t wanted, Chooser how) {
+  std::vector<Bin> bins = histogram(picture);
   if (bins.empty()) return {{0, 0, 0}};
   std::vector<Rgb> colours = medianCut(bins, wanted);
   if (how == Chooser::KMeans) refineKMeans(bins, colours);

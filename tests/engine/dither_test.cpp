@@ -208,6 +208,20 @@ TEST(Engine, ChosenPalettesAreDeterministicAndExactForFewColours) {
     EXPECT_EQ(first.palette.size(), 48u);
     EXPECT_EQ(first.palette, second.palette);
     EXPECT_EQ(first.indices, second.indices);
+    // The colours are counted from the caller's rows in their layout:
+    // the noise as BGRA with padded rows gives the same palette.
+    const uint32_t stride = noise.width * 4 + 3;
+    std::vector<uint8_t> bgra(size_t{stride} * noise.height, 0x77);
+    for (uint32_t i = 0; i < noise.width * noise.height; ++i)
+      for (size_t k = 0; k < 3; ++k)
+        bgra[(i / noise.width) * stride + (i % noise.width) * 4 + 2 - k] = noise.bytes[3 * i + k];
+    const NadiroDitherSource source{bgra.data(), noise.width, noise.height, stride,
+                                    NADIRO_PIXELS_BGRA32};
+    std::vector<uint8_t> indices(size_t{noise.width} * noise.height);
+    NadiroDitherTarget target{indices.data(), noise.width, NADIRO_PIXELS_INDEX8, 0, {}};
+    ASSERT_EQ(NadiroDither(&source, &target, &o), NADIRO_DITHER_OK);
+    EXPECT_EQ(std::vector<uint8_t>(&target.palette[0][0], &target.palette[0][0] + 48),
+              first.palette);
   }
 }
 

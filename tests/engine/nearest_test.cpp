@@ -3,6 +3,7 @@
 // found by comparing every entry.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 #include "engine/engine.h"
@@ -10,10 +11,10 @@
 namespace nadiro::engine {
 namespace {
 
-// Every entry compared, in double.
-double bruteDistance(const Work& c, const Work& p, const Work& w) {
-  double d = 0;
-  for (size_t k = 0; k < 3; ++k) d += double{w[k]} * (double{c[k]} - p[k]) * (double{c[k]} - p[k]);
+// Every entry compared, in 64 bits.
+int64_t bruteDistance(const Work& c, const Work& p, const Work& w) {
+  int64_t d = 0;
+  for (size_t k = 0; k < 3; ++k) d += int64_t{w[k]} * (c[k] - p[k]) * (c[k] - p[k]);
   return d;
 }
 uint32_t bruteNearest(const std::vector<Work>& palette, const Work& c, const Work& w) {
@@ -40,36 +41,37 @@ TEST_P(NearestTableMatchesBruteForce, OnRandomColours) {
     std::uniform_int_distribution<int> colour(0, pc.spread);
     std::vector<Work> palette(pc.size);
     for (Work& p : palette)
-      for (float& v : p) v = static_cast<float>(colour(rng));
+      for (int32_t& v : p) v = colour(rng);
     NearestTable table(palette, w);
-    std::uniform_int_distribution<int> byte(0, 255);
-    std::uniform_real_distribution<float> real(0.0f, 255.0f);
+    // Points anywhere, and points on cell borders (where a candidate left
+    // out would show first); the index itself, tie rule included, must agree.
+    std::uniform_int_distribution<int> anywhere(0, kWorkMax);
+    std::uniform_int_distribution<int> border(0, 63);
     for (int i = 0; i < 3000; ++i) {
-      // Whole bytes: distances are exact integers, so the index itself,
-      // tie rule included, must agree.
-      const Work whole{static_cast<float>(byte(rng)), static_cast<float>(byte(rng)),
-                       static_cast<float>(byte(rng))};
-      ASSERT_EQ(table.find(whole), bruteNearest(palette, whole, w))
-          << pc.name << " seed " << seed << " at " << whole[0] << "," << whole[1] << ","
-          << whole[2];
-      // Fractions: the chosen entry is as near as the nearest.
-      const Work frac{real(rng), real(rng), real(rng)};
-      const uint32_t got = table.find(frac);
-      ASSERT_LT(got, palette.size());
-      EXPECT_LE(bruteDistance(frac, palette[got], w),
-                bruteDistance(frac, palette[bruteNearest(palette, frac, w)], w) * (1 + 1e-6) + 1e-4)
-          << pc.name << " seed " << seed;
+      Work c;
+      for (int32_t& v : c)
+        v = i % 2 ? anywhere(rng)
+                  : std::min(kWorkMax, (border(rng) / 2) * 128 + border(rng) % 2 * 127);
+      ASSERT_EQ(table.find(c), bruteNearest(palette, c, w))
+          << pc.name << " seed " << seed << " at " << c[0] << "," << c[1] << "," << c[2];
     }
   }
 }
 
 INSTANTIATE_TEST_SUITE_P(Palettes, NearestTableMatchesBruteForce,
-                         testing::Values(PaletteCase{"two", 2, 255, false},
-                                         PaletteCase{"sixteen", 16, 255, false},
-                                         PaletteCase{"sixteen weighted", 16, 255, true},
-                                         PaletteCase{"crowded duplicates", 64, 12, false},
-                                         PaletteCase{"full", 256, 255, false},
-                                         PaletteCase{"full weighted", 256, 255, true}));
+                         testing::Values(PaletteCase{"one", 1, kWorkMax, false},
+                                         PaletteCase{"two", 2, kWorkMax, false},
+                                         PaletteCase{"sixteen", 16, kWorkMax, false},
+                                         PaletteCase{"sixteen weighted", 16, kWorkMax, true},
+                                         PaletteCase{"crowded duplicates", 64, 200, false},
+                                         PaletteCase{"full", 256, kWorkMax, false},
+                                         PaletteCase{"full weighted", 256, kWorkMax, true}),
+                         [](const testing::TestParamInfo<PaletteCase>& param) {
+                           std::string n = param.param.name;
+                           for (char& ch : n)
+                             if (ch == ' ') ch = '_';
+                           return n;
+                         });
 
 // Every colour of a fixed palette maps to its own index (the palettes hold
 // distinct colours), and the index layouts are the documented ones.
@@ -91,8 +93,7 @@ TEST(FixedPalettes, IndexLayoutsAndSelfMapping) {
     EXPECT_EQ(p[c.probe], c.colour) << c.size;
     std::vector<Work> work;
     for (const Rgb& e : p)
-      work.push_back(
-          {static_cast<float>(e[0]), static_cast<float>(e[1]), static_cast<float>(e[2])});
+      work.push_back({toWorking(e[0], false), toWorking(e[1], false), toWorking(e[2], false)});
     NearestTable table(work, {1, 1, 1});
     for (uint32_t i = 0; i < p.size(); ++i) EXPECT_EQ(table.find(work[i]), i) << c.size;
   }

@@ -49,8 +49,16 @@ void PrintTo(const Vars& v, std::ostream* os) {
       << "," << v.d[1] << "," << v.d[2] << "," << v.d[3] << "}";
 }
 
+// The shipped NadiroDlgs.dll, beside NadiroUser.dll in the folder above the
+// test program's. Once loaded, the library's own search finds it too.
 HMODULE companionModule() {
-  static HMODULE module = LoadLibraryW(L"NadiroDlgs.dll");
+  static HMODULE module = [] {
+    wchar_t self[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, self, MAX_PATH);
+    std::wstring path(self);
+    path = path.substr(0, path.rfind(L'\\') + 1) + L"..\\NadiroDlgs.dll";
+    return LoadLibraryW(path.c_str());
+  }();
   return module;
 }
 
@@ -392,6 +400,7 @@ TEST(DialogKernelGrid, ShowsTheCallersKernelReadOnly) {
 // Through an export: OK filters with the caller's kernel, Cancel ends the
 // call with no image and no error.
 TEST(DialogThroughExport, ConvolutionGoesOnOnlyAfterOk) {
+  ASSERT_NE(companionModule(), nullptr);  // the module the export then finds
   test::ImageShape noise;
   noise.width = 6;
   noise.height = 4;

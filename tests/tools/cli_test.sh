@@ -31,8 +31,8 @@ check "demo wrote seven ordered-dither results" \
   test "$(ls "$work"/demo/ordered-dither-*.png | wc -l)" -eq 7
 check "demo wrote index.html" grep -q 'ordered-dither-6.png' "$work/demo/index.html"
 
-check "demo wrote every dither method at every depth" \
-  test "$(ls "$work"/demo/dither-*.png | wc -l)" -eq 28
+check "demo wrote every dither method at every depth, and the defaults" \
+  test "$(ls "$work"/demo/dither-*.png | wc -l)" -eq 31
 
 sample=$work/demo/sample.png
 check "dither stucki to 4 bits" "$nadiro" dither --method stucki --bits 4 "$sample" "$work/stucki.bmp"
@@ -182,10 +182,13 @@ check "WebP output" "$nadiro" desaturate --quality 80 "$S" "$P/out.webp"
 check "WebP output opens in Pillow" "$python" "$here/pictures.py" info "$P/out.webp" >/dev/null
 "$nadiro" convert --to RGB -b 255,0,0 "$P/grey-alpha.png" "$P/on-red.png" 2>/dev/null
 check "grey + alpha onto red is red" test "$("$python" -c "from PIL import Image; print(Image.open('$P/on-red.png').convert('RGB').getpixel((3,3)))")" = "(255, 0, 0)"
-for bits in 1 4 8; do  # the default method keeps a dark photograph's tone
+for bits in 1 4 8; do  # the default method keeps a dark photograph's tone, and the depth
   "$nadiro" dither --bits $bits "$P/dark.png" "$P/dark-$bits.png"
   t=$("$python" "$here/pictures.py" tone "$P/dark.png" "$P/dark-$bits.png")
   check "default dither to $bits bits keeps the mean grey (off by $t)" test "$t" -le 6
+  "$nadiro" dither --bits $bits "$P/dark.png" "$P/dark-$bits.bmp"
+  check "default dither to $bits bits writes $bits bits a pixel" \
+    test "$(od -An -tu2 -j28 -N2 "$P/dark-$bits.bmp" | tr -d ' ')" = $bits
 done
 "$nadiro" convert --to RGB --compression 9 "$S" "$P/c9.png"
 "$nadiro" convert --to RGB --compression 0 "$S" "$P/c0.png"

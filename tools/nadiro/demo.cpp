@@ -17,6 +17,7 @@ namespace nadiro::cli {
 // Each family's section of the gallery, defined beside its command.
 void demoOrderedDither(DemoContext& demo);
 void demoDither(DemoContext& demo);
+void demoEngine(DemoContext& demo);
 void demoChannels(DemoContext& demo);
 void demoConvolution(DemoContext& demo);
 void demoBrightnessContrast(DemoContext& demo);
@@ -31,6 +32,7 @@ namespace {
 constexpr void (*kSections[])(DemoContext&) = {
     demoOrderedDither,
     demoDither,
+    demoEngine,
     demoChannels,
     demoConvolution,
     demoBrightnessContrast,

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "cli.h"
+#include "demo.h"
 #include "formats.h"
 #include "operation.h"
 
@@ -184,7 +185,8 @@ std::optional<std::string> setMatrix(const std::string& spec, EngineSettings& s)
   return std::nullopt;
 }
 
-bool engineDither(const EngineSettings& s, const Dib& in, Dib& out, std::string& error) {
+bool engineDither(const EngineSettings& s, const Dib& in, Dib& out, std::string& error,
+                  uint16_t bits) {
   // The engine takes top-down rows; the DIB stores them bottom-up.
   const Dib rgb = toRgb24(in);
   const int32_t width = rgb.width(), height = rgb.height();
@@ -192,7 +194,6 @@ bool engineDither(const EngineSettings& s, const Dib& in, Dib& out, std::string&
   std::vector<uint8_t> top(row * size_t(height));
   for (int32_t y = 0; y < height; ++y)
     std::memcpy(&top[row * size_t(y)], rgb.row(height - 1 - y), row);
-  out = Dib::blank(width, height, 8);
   std::vector<uint8_t> indices(size_t(width) * size_t(height));
   const NadiroDitherSource source{top.data(), uint32_t(width), uint32_t(height), uint32_t(row),
                                   NADIRO_PIXELS_BGR24};
@@ -204,15 +205,64 @@ bool engineDither(const EngineSettings& s, const Dib& in, Dib& out, std::string&
     error = NadiroDitherStatusText(status);
     return false;
   }
+  if (target.paletteCount > (1u << bits)) {
+    error = "the palette has more colours than " + std::to_string(bits) + " bits can index";
+    return false;
+  }
+  out = Dib::blank(width, height, bits);
   for (uint32_t i = 0; i < target.paletteCount; ++i) {
     uint8_t* quad = out.bytes.data() + 40 + 4 * size_t{i};
     quad[0] = target.palette[i][2];
     quad[1] = target.palette[i][1];
     quad[2] = target.palette[i][0];
   }
-  for (int32_t y = 0; y < height; ++y)
-    std::memcpy(out.row(height - 1 - y), &indices[size_t(width) * size_t(y)], size_t(width));
+  // Indices packed from the high bits of each byte down, as DIB rows hold them.
+  for (int32_t y = 0; y < height; ++y) {
+    const uint8_t* from = &indices[size_t(width) * size_t(y)];
+    uint8_t* to = out.row(height - 1 - y);
+    for (uint32_t x = 0; x < uint32_t(width); ++x) {
+      const uint32_t bit = x * bits;
+      to[bit / 8] = static_cast<uint8_t>(to[bit / 8] | from[x] << (8 - bits - bit % 8));
+    }
+  }
   return true;
+}
+
+// The gallery's engine section: every kernel and every kind of matrix on
+// the same picture and the same palette (the 8 RGB corners), so that only
+// the method differs from one picture to the next.
+void demoEngine(DemoContext& demo) {
+  const char* const section = "Dithering engine: every kernel and matrix";
+  const std::string palette = "rgb8";
+  struct Run {
+    bool kernel;  // a kernel, or a matrix
+    std::string name;
+  };
+  std::vector<Run> runs;
+  for (const Named& k : kKernels) runs.push_back({true, k.name});
+  for (const char* m : {"bluenoise", "bayer2", "bayer4", "bayer8", "bayer16", "clustered8"})
+    runs.push_back({false, m});
+  for (const Run& r : runs) {
+    EngineSettings s;
+    s.options.serpentine = 1;
+    std::optional<std::string> wrong = setPalette(palette, s);
+    if (!wrong) wrong = r.kernel ? setKernel(r.name, s) : setMatrix(r.name, s);
+    const std::string file =
+        std::string("engine-") + (r.kernel ? "kernel-" : "matrix-") + r.name + ".png";
+    Dib result;
+    std::string error;
+    if (wrong || !engineDither(s, demo.sample, result, error)) {
+      demo.failed(file + ": " + (wrong ? *wrong : error));
+      continue;
+    }
+    if (r.kernel)
+      demo.add(section, file, "Error diffusion, kernel " + r.name + ", serpentine",
+               "nadiro dither --kernel " + r.name + " --palette " + palette + " --serpentine",
+               result);
+    else
+      demo.add(section, file, "Ordered, matrix " + r.name,
+               "nadiro ordered-dither --matrix " + r.name + " --palette " + palette, result);
+  }
 }
 
 }  // namespace nadiro::cli

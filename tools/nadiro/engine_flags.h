@@ -31,7 +31,9 @@ std::optional<std::string> setPalette(const std::string& spec, EngineSettings& s
 //           file of whole numbers, one matrix row a line
 std::optional<std::string> setMatrix(const std::string& spec, EngineSettings& s);
 
-// Dithers `in` into an 8-bit palette picture.
-bool engineDither(const EngineSettings& s, const Dib& in, Dib& out, std::string& error);
+// Dithers `in` into a palette picture of 1, 4 or 8 bits a pixel (the
+// palette must fit).
+bool engineDither(const EngineSettings& s, const Dib& in, Dib& out, std::string& error,
+                  uint16_t bits = 8);
 
 }  // namespace nadiro::cli
