@@ -18,4 +18,9 @@ if(WIN32)
   # Its attach/detach entry gives that copy its per-thread blocks.
   target_sources(NadiroDlgs PRIVATE src/frame/dll_main_win32.cpp)
   target_link_libraries(NadiroDlgs PRIVATE nadiro_static)
+  # In the build tree the real dialogs sit in a folder of their own, so that
+  # only the tests that ask for them by path meet them (the others would wait
+  # for a person to close a dialog). Installed, it goes beside NadiroUser.dll.
+  set_target_properties(NadiroDlgs PROPERTIES RUNTIME_OUTPUT_DIRECTORY
+                                              ${CMAKE_BINARY_DIR}/companion)
 endif()

@@ -49,18 +49,26 @@ void PrintTo(const Vars& v, std::ostream* os) {
       << "," << v.d[1] << "," << v.d[2] << "," << v.d[3] << "}";
 }
 
-// The shipped NadiroDlgs.dll, beside NadiroUser.dll in the folder above the
-// test program's. Once loaded, the library's own search finds it too.
-HMODULE companionModule() {
-  static HMODULE module = [] {
+// The shipped NadiroDlgs.dll (in the companion folder beside the test
+// program's), loaded for one test and released after it, so that no other
+// test's search for a companion can come upon its real dialogs.
+HMODULE gShipped = nullptr;
+HMODULE companionModule() { return gShipped; }
+struct ShippedCompanion {
+  ShippedCompanion() {
     wchar_t self[MAX_PATH] = {};
     GetModuleFileNameW(nullptr, self, MAX_PATH);
     std::wstring path(self);
-    path = path.substr(0, path.rfind(L'\\') + 1) + L"..\\NadiroDlgs.dll";
-    return LoadLibraryW(path.c_str());
-  }();
-  return module;
-}
+    path = path.substr(0, path.rfind(L'\\') + 1) + L"..\\companion\\NadiroDlgs.dll";
+    gShipped = LoadLibraryW(path.c_str());
+  }
+  ~ShippedCompanion() {
+    if (gShipped) FreeLibrary(gShipped);
+    gShipped = nullptr;
+  }
+  ShippedCompanion(const ShippedCompanion&) = delete;
+  ShippedCompanion& operator=(const ShippedCompanion&) = delete;
+};
 
 template <typename Fn>
 Fn* entry(companion::Entry<Fn> e) {
@@ -241,6 +249,7 @@ void saveShot(HWND dlg, const char* name) {
 class DialogWindow : public testing::TestWithParam<Case> {};
 
 TEST_P(DialogWindow, StoresOnlyWhatOkConfirms) {
+  const ShippedCompanion shipped;
   const Case& c = GetParam();
   ASSERT_NE(companionModule(), nullptr);
   Vars vars = c.before;
@@ -379,6 +388,7 @@ INSTANTIATE_TEST_SUITE_P(EntryPoints, DialogWindow, testing::ValuesIn(cases()),
 // The kernel grid shows the caller's kernel: value i * n + j in row i,
 // column j as given, the divisor after it; nothing there can be typed.
 TEST(DialogKernelGrid, ShowsTheCallersKernelReadOnly) {
+  const ShippedCompanion shipped;
   ASSERT_NE(companionModule(), nullptr);
   Vars none;
   std::atomic<int32_t> result{-1};
@@ -400,7 +410,8 @@ TEST(DialogKernelGrid, ShowsTheCallersKernelReadOnly) {
 // Through an export: OK filters with the caller's kernel, Cancel ends the
 // call with no image and no error.
 TEST(DialogThroughExport, ConvolutionGoesOnOnlyAfterOk) {
-  ASSERT_NE(companionModule(), nullptr);  // the module the export then finds
+  const ShippedCompanion shipped;
+  ASSERT_NE(companionModule(), nullptr);  // found by name by the export
   test::ImageShape noise;
   noise.width = 6;
   noise.height = 4;
@@ -430,6 +441,7 @@ TEST(DialogThroughExport, ConvolutionGoesOnOnlyAfterOk) {
 
 // The host's active window owns the dialog, and is disabled while it shows.
 TEST(DialogOwner, IsTheCallersActiveWindow) {
+  const ShippedCompanion shipped;
   std::atomic<HWND> owner{nullptr};
   Vars vars;
   DialogThread run([&] {
@@ -456,6 +468,7 @@ struct KeyCase {
 };
 
 TEST(DialogKeyboard, TabAndMnemonicsMoveTheFocus) {
+  const ShippedCompanion shipped;
   Vars vars;
   DialogThread run([&] { callContrast(vars); });
   ASSERT_NE(run.dialog(), nullptr);
