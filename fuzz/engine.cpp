@@ -94,6 +94,7 @@ void runEngine(Input& in) {
 
   const size_t sourceBytes = bufferBytes(width, height, sourceStride, sourceFormat);
   const size_t targetBytes = bufferBytes(width, height, targetStride, targetFormat);
+  if (sourceBytes > (1u << 22) || targetBytes > (1u << 22)) return;  // a raw stride
   const auto source = std::make_unique<uint8_t[]>(sourceBytes);
   const auto pixels = in.rest();
   for (size_t i = 0; i < sourceBytes && !pixels.empty(); ++i) source[i] = pixels[i % pixels.size()];
@@ -111,9 +112,9 @@ void runEngine(Input& in) {
   std::memset(dst->palette, kCanary, sizeof dst->palette);
   const NadiroDitherTarget dstBefore = *dst;
 
-  const int32_t status = NadiroDither(nulls % 32 == 1 ? nullptr : &src,
-                                      nulls % 32 == 2 ? nullptr : dst.get(),
-                                      nulls % 32 == 5 ? nullptr : &o);
+  const int32_t status =
+      NadiroDither(nulls % 32 == 1 ? nullptr : &src, nulls % 32 == 2 ? nullptr : dst.get(),
+                   nulls % 32 == 5 ? nullptr : &o);
   FUZZ_EXPECT(status >= NADIRO_DITHER_OK && status <= NADIRO_DITHER_CANCELLED, "NadiroDither");
   FUZZ_EXPECT(NadiroDitherStatusText(status) != nullptr, "NadiroDitherStatusText");
   if (!inPlace)
@@ -121,10 +122,10 @@ void runEngine(Input& in) {
                 "NadiroDither changed its source");
   if (status != NADIRO_DITHER_OK) {
     const std::vector<uint8_t>& was = sourceBefore;
-    FUZZ_EXPECT(inPlace ? std::equal(was.begin(), was.end(), target)
-                        : std::all_of(target, target + targetBytes,
-                                      [](uint8_t b) { return b == kCanary; }),
-                "NadiroDither wrote its target and refused");
+    FUZZ_EXPECT(
+        inPlace ? std::equal(was.begin(), was.end(), target)
+                : std::all_of(target, target + targetBytes, [](uint8_t b) { return b == kCanary; }),
+        "NadiroDither wrote its target and refused");
     FUZZ_EXPECT(std::memcmp(&dstBefore, dst.get(), sizeof dstBefore) == 0,
                 "NadiroDither changed the target's fields and refused");
     return;
@@ -141,20 +142,28 @@ void runEngine(Input& in) {
   for (uint32_t y = 0; y < height; ++y) {
     const uint8_t* row = target + size_t{y} * targetStride;
     if (!inPlace && y + 1 < height)
-      FUZZ_EXPECT(std::all_of(row + targetRow, row + targetStride,
-                              [](uint8_t b) { return b == kCanary; }),
-                  "NadiroDither wrote between rows");
+      FUZZ_EXPECT(
+          std::all_of(row + targetRow, row + targetStride, [](uint8_t b) { return b == kCanary; }),
+          "NadiroDither wrote between rows");
     for (uint32_t x = 0; x < width; ++x) {
       const uint8_t* p = row + x * px;
       bool found = false;
       for (uint32_t i = 0; i < count && !found; ++i) {
         const uint8_t* c = dst->palette[i];
         switch (targetFormat) {
-          case NADIRO_PIXELS_INDEX8: found = p[0] == i; break;
-          case NADIRO_PIXELS_GREY8: found = p[0] == c[1]; break;
+          case NADIRO_PIXELS_INDEX8:
+            found = p[0] == i;
+            break;
+          case NADIRO_PIXELS_GREY8:
+            found = p[0] == c[1];
+            break;
           case NADIRO_PIXELS_RGB24:
-          case NADIRO_PIXELS_RGBA32: found = p[0] == c[0] && p[1] == c[1] && p[2] == c[2]; break;
-          default: found = p[0] == c[2] && p[1] == c[1] && p[2] == c[0]; break;
+          case NADIRO_PIXELS_RGBA32:
+            found = p[0] == c[0] && p[1] == c[1] && p[2] == c[2];
+            break;
+          default:
+            found = p[0] == c[2] && p[1] == c[1] && p[2] == c[0];
+            break;
         }
       }
       FUZZ_EXPECT(found, "NadiroDither wrote a colour outside its palette");
