@@ -145,5 +145,9 @@ void runInput(const Harness& h, std::span<const uint8_t> data);
 
 // The reader harness lives with the tool's code (readers.cpp).
 void runReaders(Input& in);
+// The dithering engine and the convenience layer (engine.cpp, image.cpp:
+// their headers each name a pixel format enum of their own).
+void runEngine(Input& in);
+void runImage(Input& in);
 
 }  // namespace nadiro::fuzz

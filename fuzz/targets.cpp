@@ -279,6 +279,7 @@ void runConvolve(Input& in) {
 constexpr Harness kHarnesses[] = {
     {"dither", &runDither},     {"color", &runColor},       {"adjust", &runAdjust},
     {"channels", &runChannels}, {"convolve", &runConvolve},
+    {"engine", &runEngine},     {"image", &runImage},
 #if defined(NADIRO_FUZZ_READERS)
     {"readers", &runReaders},
 #endif
