@@ -213,8 +213,49 @@ bool decodeTiff(std::span<const uint8_t> file, const ReadOptions& options, ReadR
   return true;
 }
 
+// A frame's LZW data holds at least 3 bits per code and a code stands for
+// at most 4096 pixels, so n bytes of it decode to fewer than n * 11000
+// pixels. A screen or frame larger than its file can hold is a lie of the
+// header, refused before giflib allocates it (it reads every frame).
+bool gifSizesFit(std::span<const uint8_t> f) {
+  constexpr uint64_t kPixelsPerByte = 11000;
+  const auto u16 = [&](size_t at) {
+    return at + 1 < f.size() ? uint64_t{f[at]} | uint64_t{f[at + 1]} << 8 : 0;
+  };
+  if (f.size() < 13) return true;  // giflib reports the damage
+  if (u16(6) * u16(8) > f.size() * kPixelsPerByte) return false;
+  size_t at = 13;
+  if (f[10] & 0x80) at += size_t{3} << ((f[10] & 7) + 1);
+  const auto skipSubBlocks = [&] {
+    while (at < f.size() && f[at] != 0) at += size_t{f[at]} + 1;
+    ++at;
+  };
+  while (at < f.size()) {
+    if (f[at] == 0x21) {  // an extension: label, then sub-blocks
+      at += 2;
+      skipSubBlocks();
+    } else if (f[at] == 0x2C) {  // a frame: its descriptor, table and data
+      const uint64_t pixels = u16(at + 5) * u16(at + 7);
+      const uint8_t flags = at + 9 < f.size() ? f[at + 9] : 0;
+      at += 10;
+      if (flags & 0x80) at += size_t{3} << ((flags & 7) + 1);
+      const size_t data = ++at;  // after the LZW code size
+      skipSubBlocks();
+      if (pixels > (std::min(at, f.size()) - std::min(data, f.size()) + 1) * kPixelsPerByte)
+        return false;
+    } else {
+      break;  // the trailer, or damage giflib reports
+    }
+  }
+  return true;
+}
+
 bool decodeGif(std::span<const uint8_t> file, const ReadOptions& options, ReadResult& out,
                std::string& error) {
+  if (!gifSizesFit(file)) {
+    error = "damaged GIF file (its pictures are larger than its data can hold)";
+    return false;
+  }
   MemoryFile memory{file};
   int code = 0;
   const std::unique_ptr<GifFileType, void (*)(GifFileType*)> gif(
