@@ -101,8 +101,13 @@ OwnedBlock copyAroundRows(const OpenImage& source, const dib::Layout& rows, uint
   uint8_t* to = target.data();
   size_t at = static_cast<size_t>(rows.pixelOffset);
   std::memcpy(to, from, at);
-  for (uint32_t row = 0; row < rows.height; ++row, at += stride)
-    std::memcpy(to + at + written, from + at + written, stride - written);
+  // Rows the walk fills completely (zero-width rows among them, however
+  // many) leave nothing to copy between them.
+  if (stride > written)
+    for (uint32_t row = 0; row < rows.height; ++row)
+      std::memcpy(to + at + size_t{row} * stride + written,
+                  from + at + size_t{row} * stride + written, stride - written);
+  at += stride * rows.height;
   std::memcpy(to + at, from + at, source.size() - at);
   return out;
 }
