@@ -104,8 +104,11 @@ class FuzzImage {
   uint32_t compression() const;  // ~0 unless a block holds the field
   // The block is alive, has its size and bytes, and carries no more than
   // `allowedLocks` locks (those are undone). With mayChange its bytes may
-  // differ (the export writes into it by contract).
-  void expectIntact(const char* what, int allowedLocks = 0, bool mayChange = false) const;
+  // differ (the export writes into it by contract); otherwise every byte is
+  // the same but the `writableCount` bytes at `writableAt`, which the export
+  // may write by contract.
+  void expectIntact(const char* what, int allowedLocks = 0, bool mayChange = false,
+                    size_t writableAt = 0, size_t writableCount = 0) const;
 
  private:
   NadiroHandle handle_ = nullptr;

@@ -92,13 +92,21 @@ void runColor(Input& in) {
     if (out && out == source.handle()) {
       FUZZ_EXPECT(from == to, "ConvertDIBColorSpace returned its source");
     } else {
-      // Other targets than CMYK get a copy of the caller's block, header
-      // and all; CMYK targets a 32-bit image.
-      const bool cmyk = to == 4 || to == 10;
-      FUZZ_EXPECT(!out || cmyk || memSize(out) == source.bytes().size(), "ConvertDIBColorSpace");
-      expectImage(out, "ConvertDIBColorSpace", {cmyk ? 32u : 0u, 40, cmyk});
+      // A CMYK source gives a new 24-bit image, whatever the target. Other
+      // sources: three-byte targets get a copy of the caller's block, header
+      // and all; the CMYK targets a new 32-bit image.
+      const bool cmykSource = from == NADIRO_MODEL_CMYK;
+      const bool cmykTarget = !cmykSource && (to == NADIRO_MODEL_CMYK || to == NADIRO_MODEL_CMYK_UCR);
+      const bool made = cmykSource || cmykTarget;
+      FUZZ_EXPECT(!out || made || memSize(out) == source.bytes().size(), "ConvertDIBColorSpace");
+      expectImage(out, "ConvertDIBColorSpace",
+                  {cmykSource ? 24u : cmykTarget ? 32u : 0u, 40, made});
     }
-    source.expectIntact("ConvertDIBColorSpace");
+    // Making a CMYK source's new image stores its pixel size into the
+    // caller's biSizeImage (bytes 20..23), a documented slip, also when the
+    // walk is cancelled later; nothing else of the caller's block changes.
+    const bool sizeStored = from == NADIRO_MODEL_CMYK;
+    source.expectIntact("ConvertDIBColorSpace", 0, false, 20, sizeStored ? 4 : 0);
     return;
   }
   // Buffers of exactly the documented sizes, so any byte beyond is caught.
