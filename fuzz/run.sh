@@ -7,6 +7,10 @@
 # fuzz/corpus/crashers/<harness>/ once fixed). Exits non-zero when any failed.
 #
 #   fuzz/run.sh SECONDS [HARNESS...]     (needs: scripts/install-deps.sh fuzz)
+#
+# NADIRO_FUZZ_RUNS=N makes a run repeatable: at most N inputs per harness,
+# from a fixed seed, so the same tree meets the same inputs every time (the
+# suite's smoke test uses it; a finding there is a finding everywhere).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:?usage: fuzz/run.sh SECONDS [HARNESS...]}
@@ -29,6 +33,7 @@ for harness in "${harnesses[@]}"; do
   # A call that takes seconds or allocates hundreds of megabytes is a fault
   # like a crash: the limits make libFuzzer report it.
   if ! "build/fuzz/fuzz/fuzz_$harness" -max_total_time="$seconds" -timeout=5 \
+       ${NADIRO_FUZZ_RUNS:+-runs="$NADIRO_FUZZ_RUNS" -seed=1} \
        -rss_limit_mb=2048 -malloc_limit_mb=256 -print_final_stats=1 \
        -artifact_prefix="$artifacts/" "$learned" \
        "fuzz/corpus/seeds/$harness" "fuzz/corpus/crashers/$harness" \
