@@ -6,7 +6,6 @@
 #include <cstring>
 #include <string>
 
-#include "api/ordered_example.h"
 #include "nadiro/nadiro.h"
 
 namespace {
@@ -24,32 +23,6 @@ class SharedModule : public testing::Test {
   static void* module_;
 };
 void* SharedModule::module_ = nullptr;
-
-TEST_F(SharedModule, DithersATwoPixelImage) {
-  ASSERT_NE(module_, nullptr);
-  auto alloc = entry<decltype(NadiroGlobalAlloc)>("NadiroGlobalAlloc");
-  auto lock = entry<decltype(NadiroGlobalLock)>("NadiroGlobalLock");
-  auto unlock = entry<decltype(NadiroGlobalUnlock)>("NadiroGlobalUnlock");
-  auto release = entry<decltype(NadiroGlobalFree)>("NadiroGlobalFree");
-  auto dither = entry<decltype(DitherOrdered)>("DitherOrdered");
-
-  NadiroHandle img = alloc(NADIRO_GMEM_MOVEABLE_ZERO, kOrderedExampleBytes);
-  auto* p = static_cast<unsigned char*>(lock(img));
-  ASSERT_NE(p, nullptr);
-  writeOrderedExample(p);
-  unlock(img);
-
-  NadiroHandle out = dither(img, kOrderedExampleType);
-  ASSERT_NE(out, nullptr);
-  auto* q = static_cast<unsigned char*>(lock(out));
-  ASSERT_NE(q, nullptr);
-  EXPECT_EQ(q[kOrderedExampleBitsAt], 1);
-  EXPECT_EQ(q[kOrderedExampleRowAt], kOrderedExampleRow);
-  unlock(out);
-  EXPECT_EQ(release(out), nullptr);
-  EXPECT_EQ(release(img), nullptr);
-  EXPECT_EQ(lock(img), nullptr);
-}
 
 // The shipped companion beside the shared module: its dialogs accept and
 // change nothing, so a dialog call gives what a plain call gives.

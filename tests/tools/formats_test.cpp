@@ -9,7 +9,6 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
-#include <random>
 
 #include <jpeglib.h>
 
@@ -163,19 +162,6 @@ TEST_P(PngKinds, DecodeToTheExpectedDepthAndSurviveDamage) {
     std::string e;
     EXPECT_FALSE(decodeImage(std::span(file).first(cut), options, t, e)) << cut;
     EXPECT_FALSE(e.empty());
-  }
-  // Random damage: refused or decoded, never a crash (run under ASan).
-  std::mt19937 rng(42);
-  for (int i = 0; i < 40; ++i) {
-    auto bad = file;
-    for (int k = 0; k < 3; ++k) bad[8 + rng() % (bad.size() - 8)] ^= uint8_t(1 + rng() % 255);
-    ReadResult t;
-    std::string e;
-    if (decodeImage(bad, options, t, e)) {
-      EXPECT_GE(t.dib.bytes.size(), t.dib.pixelOffset());
-    } else {
-      EXPECT_FALSE(e.empty());
-    }
   }
 }
 
