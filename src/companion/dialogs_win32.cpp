@@ -553,20 +553,15 @@ void pickColour(HWND dlg, const DialogState& s, POINT at) {
     SetDlgItemInt(dlg, kEditId + s.table->panelParam + k, bgr[static_cast<size_t>(2 - k)], FALSE);
 }
 
-// The grid's cells as numbers within what the convolution accepts (a value
-// of magnitude up to 127, any 16-bit divisor); a cell that holds no number
-// keeps the value it had.
-void readGrid(HWND dlg, const KernelView& k,
-              std::array<int16_t, kMaxKernel * kMaxKernel + 1>& cells) {
-  const int n = k.size * k.size;
-  for (int cell = 0; cell <= n; ++cell) {
-    BOOL ok = FALSE;
-    const int v = static_cast<int>(GetDlgItemInt(dlg, kKernelCellId + cell, &ok, TRUE));
-    const bool divisor = cell == n;
-    const int low = divisor ? INT16_MIN : -127, high = divisor ? INT16_MAX : 127;
-    cells[static_cast<size_t>(cell)] =
-        static_cast<int16_t>(ok ? std::clamp(v, low, high) : k.kernel[cell]);
-  }
+// Kernel cell `cell` as a number within what the convolution accepts (a
+// value of magnitude up to 127, any 16-bit divisor); the value it had when
+// it holds no number.
+int16_t cellValue(HWND dlg, const KernelView& k, int cell) {
+  BOOL ok = FALSE;
+  const int v = static_cast<int>(GetDlgItemInt(dlg, kKernelCellId + cell, &ok, TRUE));
+  const bool divisor = cell == k.size * k.size;
+  const int low = divisor ? INT16_MIN : -127, high = divisor ? INT16_MAX : 127;
+  return static_cast<int16_t>(ok ? std::clamp(v, low, high) : k.kernel[cell]);
 }
 
 INT_PTR CALLBACK dialogProc(HWND dlg, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -627,10 +622,19 @@ INT_PTR CALLBACK dialogProc(HWND dlg, UINT message, WPARAM wParam, LPARAM lParam
           SetDlgItemInt(dlg, id, static_cast<UINT>(editValue(dlg, p, i)), TRUE);
         return TRUE;
       }
+      const int cell = id - kKernelCellId;
+      if (state && showsGrid(state->kernel) && cell >= 0 &&
+          cell <= state->kernel->size * state->kernel->size) {
+        if (HIWORD(wParam) == EN_KILLFOCUS && state->kernel->edited)
+          SetDlgItemInt(dlg, id, static_cast<UINT>(cellValue(dlg, *state->kernel, cell)), TRUE);
+        return TRUE;
+      }
       if (id == IDOK && state) {
         for (size_t k = 0; k < state->table->params.size(); ++k)
           state->shown[k] = editValue(dlg, state->table->params[k], static_cast<int>(k));
-        if (showsGrid(state->kernel)) readGrid(dlg, *state->kernel, state->cells);
+        if (showsGrid(state->kernel))
+          for (int c = 0; c <= state->kernel->size * state->kernel->size; ++c)
+            state->cells[static_cast<size_t>(c)] = cellValue(dlg, *state->kernel, c);
         EndDialog(dlg, 1);
         return TRUE;
       }
