@@ -1,7 +1,7 @@
 // NadiroDlgs, the companion module shipped with the library: every parameter
-// dialog entry point with its exact signature, and a kernel editor. On Windows each shows its
-// modal dialog, built from the tables below by one engine
-// (dialogs_win32.cpp). Elsewhere there are no dialogs: each entry point
+// dialog entry point with its exact signature, and a kernel editor. On
+// Windows each shows its modal dialog, built from the tables below by one
+// engine (dialogs_win32.cpp). Elsewhere there are no dialogs: each entry point
 // accepts the caller's values, returns OK and changes nothing.
 #include <algorithm>
 #include <array>
@@ -61,11 +61,16 @@ constexpr Param kGamma[] = {
     {L"&Blue at 100:", 2, Unit::Uint32, 10, 500},
 };
 // The colour slot holds B, G, R in bytes 0..2; the tolerance slot R, G, B.
+// clang-format off
 constexpr Param kColourAndTolerance[] = {
-    {L"Colour &red:", 3, Unit::Byte2, 0, 255},      {L"Colour &green:", 3, Unit::Byte1, 0, 255},
-    {L"Colour &blue:", 3, Unit::Byte0, 0, 255},     {L"Tolerance r&ed:", 4, Unit::Byte0, 0, 255},
-    {L"Tolerance gree&n:", 4, Unit::Byte1, 0, 255}, {L"Tolerance b&lue:", 4, Unit::Byte2, 0, 255},
+    {L"Colour &red:", 3, Unit::Byte2, 0, 255},
+    {L"Colour &green:", 3, Unit::Byte1, 0, 255},
+    {L"Colour &blue:", 3, Unit::Byte0, 0, 255},
+    {L"Tolerance r&ed:", 4, Unit::Byte0, 0, 255},
+    {L"Tolerance gree&n:", 4, Unit::Byte1, 0, 255},
+    {L"Tolerance b&lue:", 4, Unit::Byte2, 0, 255},
 };
+// clang-format on
 constexpr auto kReplaceColor = join(kShifts, kColourAndTolerance);
 
 #if defined(_WIN32)
