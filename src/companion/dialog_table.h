@@ -30,7 +30,10 @@ struct Param {
   int32_t min, max;  // what a person reads
 };
 
-enum class Panel : uint8_t { None, Confirm, Kernel };
+// What a dialog shows below its parameters: nothing, a question, the
+// convolution kernel, the hue wheel with the selected range, or the colour
+// picked from the preview.
+enum class Panel : uint8_t { None, Confirm, Kernel, HueWheel, PickColour };
 
 // Runs the dialog's operation with no dialogs on `thumbnail` with the values
 // as shown (in the table's order); gives a new image, or null.
@@ -41,6 +44,9 @@ struct DialogTable {
   std::span<const Param> params;
   Panel panel;
   Preview preview = nullptr;
+  // The first parameter the panel follows: the hue wheel's range start (its
+  // end next), the picked colour's red (green and blue next).
+  uint8_t panelParam = 0;
 };
 
 // Control identifiers: parameter i has its trackbar at kTrackbarId + i and
@@ -52,22 +58,25 @@ inline constexpr int kKernelTextId = 400;
 inline constexpr int kKernelCellId = 500;
 inline constexpr int kBeforeId = 450;  // the preview: the image as it is
 inline constexpr int kAfterId = 451;   // and with the values shown
+inline constexpr int kWheelId = 452;   // the hue wheel
+inline constexpr int kSwatchId = 453;  // the picked colour
 
 // What the convolution dialog shows: the kernel as the caller passed it.
 struct KernelView {
-  uint32_t source;          // 1 array, 2 file, 3..6 built in
-  int32_t size;             // 3..7 when the grid is shown
-  const wchar_t* fileName;  // read only for source 2
-  const int16_t* kernel;    // read only for source 1: size * size values, then the divisor
+  uint32_t source;            // 1 array, 2 file, 3..6 built in
+  int32_t size;               // 3..7 when the grid is shown
+  const wchar_t* fileName;    // read only for source 2
+  const int16_t* kernel;      // read only for source 1: size * size values, then the divisor
+  int16_t* edited = nullptr;  // set: the grid can be edited and OK stores it here, same layout
 };
 
 // Shows the dialog modally, owned by the calling thread's active window;
 // with a preview, a thumbnail of `image` (a 24-bit image) shows the effect.
 // `slots` holds the entry point's pointers in the order the table's slots
 // count them. OK stores every value the person changed (an untouched value
-// keeps its exact bits) and gives 1; Cancel, Esc or the close box give 0 and
-// store nothing. A dialog that cannot be created gives 1 and stores nothing:
-// the caller's values are accepted as they are.
+// keeps its exact bits) and an editable kernel grid, and gives 1; Cancel, Esc or the close box give
+// 0 and store nothing. A dialog that cannot be created gives 1 and stores nothing: the caller's
+// values are accepted as they are.
 int32_t runDialog(const DialogTable& table, void* image, std::span<void* const> slots,
                   const KernelView* kernel = nullptr) noexcept;
 

@@ -2,10 +2,12 @@
 // built from a dialog's table, one dialog procedure for all of them. Every
 // parameter is a label (its mnemonic moves the focus to the trackbar), a
 // trackbar and an edit box kept in step. The template uses the system's
-// message font, so dialog units and the whole layout follow font and DPI.
+// message font, so dialog units and the whole layout follow font and DPI;
+// the pictures (preview, hue wheel, swatch) are drawn to their controls' size.
 #include <windows.h>
 // windows.h first: commctrl.h needs its types.
 #include <commctrl.h>
+#include <windowsx.h>
 
 #include <algorithm>
 #include <array>
@@ -15,6 +17,7 @@
 #include <vector>
 
 #include "companion/dialog_table.h"
+#include "nadiro/nadiro.h"
 
 extern "C" IMAGE_DOS_HEADER __ImageBase;  // this module, as the linker names it
 
@@ -66,6 +69,11 @@ int32_t shownValue(const Param& p, const void* slot) {
   }
 }
 
+// Degrees as the hue byte the exports turn them into.
+uint32_t hueByte(int32_t degrees) {
+  return static_cast<uint32_t>(degrees / 360.0 * 255.0);
+}
+
 // Stores what a person chose back in the variable's own units; the hue and
 // factor conversions are those the exports apply to their own arguments.
 void store(const Param& p, void* slot, int32_t shown) {
@@ -85,7 +93,7 @@ void store(const Param& p, void* slot, int32_t shown) {
       std::memcpy(slot, &i, 4);
       return;
     case Unit::HueAngle:
-      u = static_cast<uint32_t>(shown / 360.0 * 255.0);
+      u = hueByte(shown);
       std::memcpy(slot, &u, 4);
       return;
     case Unit::Factor:
@@ -112,7 +120,9 @@ class TemplateWriter {
     dword(0);
     countAt_ = words_.size();
     word(0);
-    shorts({0, 0, cx, cy});
+    shorts({0, 0, cx});
+    heightAt_ = words_.size();
+    shorts({cy});
     word(0);  // no menu
     word(0);  // the standard dialog class
     text(title);
@@ -131,6 +141,7 @@ class TemplateWriter {
     word(0);  // no creation data
     ++words_[countAt_];
   }
+  void setHeight(short cy) { words_[heightAt_] = static_cast<WORD>(cy); }
   const DLGTEMPLATE* get() const { return reinterpret_cast<const DLGTEMPLATE*>(words_.data()); }
 
  private:
@@ -147,7 +158,7 @@ class TemplateWriter {
     word(0);
   }
   std::vector<WORD> words_;  // a vector of WORDs keeps the template WORD-aligned
-  size_t countAt_ = 0;
+  size_t countAt_ = 0, heightAt_ = 0;
 };
 
 // The system's message font as a face name and point size.
@@ -175,28 +186,74 @@ DialogFont messageFont() {
 
 // Layout in dialog units.
 constexpr short kMargin = 7, kRow = 18, kLabelWidth = 74, kBarWidth = 130, kEditWidth = 36;
+constexpr short kBarX = kMargin + kLabelWidth + 4;
 constexpr short kWidth = kMargin + kLabelWidth + kBarWidth + kEditWidth + 3 * 4;
 constexpr short kCell = 24, kButtonWidth = 50, kButtonHeight = 14;
-
 constexpr short kPreviewWidth = 92, kPreviewHeight = 64;
+constexpr short kWheelWidth = 64, kWheelHeight = 56;
+
+bool showsGrid(const KernelView* k) {
+  return k && k->source == 1 && k->kernel && k->size >= 3 && k->size <= kMaxKernel;
+}
+
+// The convolution panel: the kernel's description, then the grid, a label
+// with a mnemonic in front of its values and of its divisor.
+short kernelPanel(TemplateWriter& t, const KernelView* kernel, short y) {
+  const short textWidth = kWidth - 2 * kMargin;
+  t.item(SS_LEFT | SS_NOPREFIX, kMargin, y, textWidth, 24, kKernelTextId, L"STATIC", L"");
+  if (!showsGrid(kernel)) return 30;
+  const int n = kernel->size;
+  const DWORD readOnly = kernel->edited ? 0 : ES_READONLY;
+  t.item(SS_LEFT, kMargin, static_cast<short>(y + 26), textWidth, 8, -1, L"STATIC", L"&Values:");
+  for (int cell = 0; cell <= n * n; ++cell) {
+    const bool divisor = cell == n * n;
+    if (divisor)
+      t.item(SS_LEFT, kMargin, static_cast<short>(y + 40 + n * 14), 2 * kCell - 4, 8, -1, L"STATIC",
+             L"&Divisor:");
+    const int row = divisor ? n : cell / n;
+    const int column = divisor ? 2 : cell % n;  // after its label
+    t.item(WS_TABSTOP | WS_BORDER | ES_RIGHT | ES_AUTOHSCROLL | readOnly,
+           static_cast<short>(kMargin + column * kCell), static_cast<short>(y + 38 + row * 14),
+           kCell - 2, 12, kKernelCellId + cell, L"EDIT", L"");
+  }
+  return static_cast<short>(40 + (n + 1) * 14);
+}
+
+// The panel below the parameters; gives its height.
+short panel(TemplateWriter& t, const DialogTable& table, const KernelView* kernel, short y) {
+  switch (table.panel) {
+    case Panel::Confirm:
+      t.item(SS_LEFT, kMargin, y, kWidth - 2 * kMargin, 20, -1, L"STATIC",
+             L"Every pixel of the image becomes grey. Go on?");
+      return 24;
+    case Panel::Kernel:
+      return kernelPanel(t, kernel, y);
+    case Panel::HueWheel:
+      t.item(SS_LEFT, kMargin, static_cast<short>(y + 3), kLabelWidth, 8, -1, L"STATIC",
+             L"Selected hues:");
+      t.item(SS_OWNERDRAW, kBarX, y, kWheelWidth, kWheelHeight, kWheelId, L"STATIC", L"");
+      return kWheelHeight + 4;
+    case Panel::PickColour:
+      t.item(SS_LEFT, kMargin, static_cast<short>(y + 2), kLabelWidth, 8, -1, L"STATIC",
+             L"Colour:");
+      t.item(SS_OWNERDRAW, kBarX, y, 20, 12, kSwatchId, L"STATIC", L"");
+      t.item(SS_LEFT, kBarX + 24, static_cast<short>(y + 2), kBarWidth + kEditWidth - 20, 8, -1,
+             L"STATIC", L"click the Before picture to pick it");
+      return 16;
+    case Panel::None:
+      break;
+  }
+  return 0;
+}
 
 void buildTemplate(TemplateWriter& t, const DialogTable& table, const KernelView* kernel,
                    bool preview) {
   const int n = static_cast<int>(table.params.size());
-  const bool grid = kernel && kernel->source == 1 && kernel->kernel && kernel->size >= 3 &&
-                    kernel->size <= kMaxKernel;
-  short panel = 0;
-  if (table.panel == Panel::Confirm) panel = 24;
-  if (table.panel == Panel::Kernel)
-    panel = static_cast<short>(30 + (grid ? kernel->size + 1 : 0) * 14);
-  const short previewBottom = preview ? kMargin + 2 * (12 + kPreviewHeight) + 4 : 0;
-  const short buttonsY =
-      std::max(static_cast<short>(kMargin + n * kRow + panel + 4), previewBottom);
-  const short height = static_cast<short>(buttonsY + kButtonHeight + kMargin);
   const short width = preview ? kWidth + kPreviewWidth + 4 : kWidth;
   const DialogFont font = messageFont();
+  // The height is known once the panel is laid out: patched in below.
   t.header(WS_POPUP | WS_CAPTION | WS_SYSMENU | DS_MODALFRAME | DS_CENTER | DS_SETFONT, table.title,
-           width, height, font.face.c_str(), font.points);
+           width, 0, font.face.c_str(), font.points);
   if (preview)
     for (int k = 0; k < 2; ++k) {
       const short y = static_cast<short>(kMargin + k * (12 + kPreviewHeight + 4));
@@ -206,35 +263,18 @@ void buildTemplate(TemplateWriter& t, const DialogTable& table, const KernelView
     }
   for (int i = 0; i < n; ++i) {
     const short y = static_cast<short>(kMargin + i * kRow);
-    const short barX = kMargin + kLabelWidth + 4;
     t.item(SS_LEFT, kMargin, static_cast<short>(y + 3), kLabelWidth, 8, -1, L"STATIC",
            table.params[static_cast<size_t>(i)].label);
-    t.item(WS_TABSTOP | WS_GROUP | TBS_HORZ | TBS_NOTICKS, barX, y, kBarWidth, 15, kTrackbarId + i,
+    t.item(WS_TABSTOP | WS_GROUP | TBS_HORZ | TBS_NOTICKS, kBarX, y, kBarWidth, 15, kTrackbarId + i,
            TRACKBAR_CLASSW, L"");
-    t.item(WS_TABSTOP | WS_BORDER | ES_RIGHT | ES_AUTOHSCROLL, barX + kBarWidth + 4,
+    t.item(WS_TABSTOP | WS_BORDER | ES_RIGHT | ES_AUTOHSCROLL, kBarX + kBarWidth + 4,
            static_cast<short>(y + 1), kEditWidth, 12, kEditId + i, L"EDIT", L"");
   }
   const short panelY = static_cast<short>(kMargin + n * kRow);
-  const short textWidth = kWidth - 2 * kMargin;
-  if (table.panel == Panel::Confirm)
-    t.item(SS_LEFT, kMargin, panelY, textWidth, 20, -1, L"STATIC",
-           L"Every pixel of the image becomes grey. Go on?");
-  if (table.panel == Panel::Kernel) {
-    t.item(SS_LEFT | SS_NOPREFIX, kMargin, panelY, textWidth, 24, kKernelTextId, L"STATIC", L"");
-    if (grid) {
-      t.item(SS_LEFT, kMargin, static_cast<short>(panelY + 30 + kernel->size * 14), 2 * kCell - 4,
-             8, -1, L"STATIC", L"Divisor:");
-      for (int cell = 0; cell <= kernel->size * kernel->size; ++cell) {
-        const bool divisor = cell == kernel->size * kernel->size;
-        const int row = divisor ? kernel->size : cell / kernel->size;
-        const int column = divisor ? 2 : cell % kernel->size;  // after its label
-        t.item(WS_TABSTOP | WS_BORDER | ES_RIGHT | ES_READONLY,
-               static_cast<short>(kMargin + column * kCell),
-               static_cast<short>(panelY + 28 + row * 14), kCell - 2, 12, kKernelCellId + cell,
-               L"EDIT", L"");
-      }
-    }
-  }
+  const short previewBottom = preview ? kMargin + 2 * (12 + kPreviewHeight) + 4 : 0;
+  const short buttonsY =
+      std::max(static_cast<short>(panelY + panel(t, table, kernel, panelY) + 4), previewBottom);
+  t.setHeight(static_cast<short>(buttonsY + kButtonHeight + kMargin));
   const short okX = static_cast<short>(width - kMargin - 2 * kButtonWidth - 4);
   t.item(WS_TABSTOP | WS_GROUP | BS_DEFPUSHBUTTON, okX, buttonsY, kButtonWidth, kButtonHeight, IDOK,
          L"BUTTON", L"OK");
@@ -329,6 +369,7 @@ struct DialogState {
   const DialogTable* table = nullptr;
   const KernelView* kernel = nullptr;
   std::array<int32_t, kMaxParams> shown{};
+  std::array<int16_t, kMaxKernel * kMaxKernel + 1> cells{};  // the grid as OK left it
   bool syncing = false;
   bool ready = false;   // set once every control holds its value
   Block before, after;  // the preview's thumbnail and its result
@@ -363,9 +404,11 @@ void initDialog(HWND dlg, const DialogState& state) {
   }
   if (const KernelView* k = state.kernel) {
     SetDlgItemTextW(dlg, kKernelTextId, kernelText(*k).c_str());
-    if (k->source == 1 && k->kernel && k->size >= 3 && k->size <= kMaxKernel)
-      for (int cell = 0; cell <= k->size * k->size; ++cell)
+    if (showsGrid(k))
+      for (int cell = 0; cell <= k->size * k->size; ++cell) {
+        SendDlgItemMessageW(dlg, kKernelCellId + cell, EM_LIMITTEXT, 6, 0);
         SetDlgItemInt(dlg, kKernelCellId + cell, static_cast<UINT>(k->kernel[cell]), TRUE);
+      }
   }
 }
 
@@ -378,14 +421,32 @@ int32_t editValue(HWND dlg, const Param& p, int i) {
   return std::clamp(v, p.min, p.max);
 }
 
-// Runs the preview with the values as they stand now.
+// The panel parameter `k` places after the first, as shown now.
+int32_t panelValue(HWND dlg, const DialogState& s, int k) {
+  const int i = s.table->panelParam + k;
+  return editValue(dlg, s.table->params[static_cast<size_t>(i)], i);
+}
+
+// Runs the preview with the values as they stand now; the panel's pictures
+// follow them too.
 void refresh(HWND dlg, DialogState& s) {
-  if (!s.ready || !s.before.get()) return;
+  if (!s.ready) return;
+  for (const int id : {kWheelId, kSwatchId})
+    if (HWND picture = GetDlgItem(dlg, id)) InvalidateRect(picture, nullptr, FALSE);
+  if (!s.before.get()) return;
   std::array<int32_t, kMaxParams> v{};
   for (size_t k = 0; k < s.table->params.size(); ++k)
     v[k] = editValue(dlg, s.table->params[k], static_cast<int>(k));
   s.after = Block(static_cast<HGLOBAL>(s.table->preview(s.before.get(), v.data())));
   InvalidateRect(GetDlgItem(dlg, kAfterId), nullptr, TRUE);
+}
+
+// Where an image of w x h pixels shows in `frame`: scaled to fit, centred.
+RECT fitted(const RECT& frame, long w, long h) {
+  const long fw = frame.right - frame.left, fh = frame.bottom - frame.top;
+  const long sw = std::min(fw, w * fh / h), sh = std::min(fh, h * fw / w);
+  const long x = frame.left + (fw - sw) / 2, y = frame.top + (fh - sh) / 2;
+  return {x, y, x + sw, y + sh};
 }
 
 // Draws a 24-bit image into an owner-drawn frame, scaled to fit.
@@ -395,15 +456,112 @@ void drawImage(const DRAWITEMSTRUCT& d, HGLOBAL image) {
   BITMAPINFOHEADER h;
   size_t offset;
   if (!geometry24(image, p.get(), h, offset)) return;
-  const long fw = d.rcItem.right - d.rcItem.left, fh = d.rcItem.bottom - d.rcItem.top;
-  const long w = std::min(fw, h.biWidth * fh / h.biHeight),
-             ht = std::min(fh, h.biHeight * fw / h.biWidth);
+  const RECT r = fitted(d.rcItem, h.biWidth, h.biHeight);
   SetStretchBltMode(d.hDC, HALFTONE);
-  StretchDIBits(d.hDC, static_cast<int>(d.rcItem.left + (fw - w) / 2),
-                static_cast<int>(d.rcItem.top + (fh - ht) / 2), static_cast<int>(w),
-                static_cast<int>(ht), 0, 0, static_cast<int>(h.biWidth),
-                static_cast<int>(h.biHeight), p.get() + offset,
-                reinterpret_cast<const BITMAPINFO*>(p.get()), DIB_RGB_COLORS, SRCCOPY);
+  StretchDIBits(d.hDC, r.left, r.top, r.right - r.left, r.bottom - r.top, 0, 0, h.biWidth,
+                h.biHeight, p.get() + offset, reinterpret_cast<const BITMAPINFO*>(p.get()),
+                DIB_RGB_COLORS, SRCCOPY);
+}
+
+// Draws pixels (0x00RRGGBB, top row first) into an owner-drawn frame.
+void drawPixels(const DRAWITEMSTRUCT& d, const std::vector<uint32_t>& pixels, long w, long h) {
+  BITMAPINFO info{};
+  info.bmiHeader.biSize = sizeof info.bmiHeader;
+  info.bmiHeader.biWidth = w;
+  info.bmiHeader.biHeight = -h;  // top row first
+  info.bmiHeader.biPlanes = 1;
+  info.bmiHeader.biBitCount = 32;
+  SetDIBitsToDevice(d.hDC, d.rcItem.left, d.rcItem.top, static_cast<DWORD>(w),
+                    static_cast<DWORD>(h), 0, 0, 0, static_cast<UINT>(h), pixels.data(), &info,
+                    DIB_RGB_COLORS);
+}
+
+uint32_t rgb(const NadiroColor3& c) {
+  return uint32_t{c.v[0]} << 16 | uint32_t{c.v[1]} << 8 | c.v[2];
+}
+
+// The hue wheel: a ring of every hue byte, red at the right and counting
+// counter-clockwise, vivid where the operation changes the pixels (the
+// range as the export tests it, wrapping past 0 when it starts above its
+// end) and pale elsewhere.
+void drawWheel(const DRAWITEMSTRUCT& d, uint32_t from, uint32_t to) {
+  std::array<uint32_t, 256> vivid, pale;
+  for (int hue = 0; hue < 256; ++hue) {
+    const NadiroColor3 strong{{static_cast<uint8_t>(hue), 255, 128}};
+    const NadiroColor3 weak{{static_cast<uint8_t>(hue), 50, 200}};
+    vivid[static_cast<size_t>(hue)] = rgb(HSItoRGB(&strong));
+    pale[static_cast<size_t>(hue)] = rgb(HSItoRGB(&weak));
+  }
+  const COLORREF face = GetSysColor(COLOR_BTNFACE);
+  const uint32_t background = rgb({{GetRValue(face), GetGValue(face), GetBValue(face)}});
+  const long w = d.rcItem.right - d.rcItem.left, h = d.rcItem.bottom - d.rcItem.top;
+  const double outer = std::min(w, h) / 2.0 - 1, inner = outer * 0.55;
+  std::vector<uint32_t> pixels(static_cast<size_t>(w * h), background);
+  for (long y = 0; y < h; ++y)
+    for (long x = 0; x < w; ++x) {
+      const double dx = x + 0.5 - w / 2.0, dy = h / 2.0 - y - 0.5, r = std::hypot(dx, dy);
+      if (r < inner || r > outer) continue;
+      const double turn = std::atan2(dy, dx) / (2 * 3.14159265358979323846);
+      const uint32_t hue = static_cast<uint32_t>((turn < 0 ? turn + 1 : turn) * 256) & 0xFF;
+      const bool in = from <= to ? from <= hue && hue <= to : hue <= to || hue >= from;
+      pixels[static_cast<size_t>(y * w + x)] = (in ? vivid : pale)[hue];
+    }
+  drawPixels(d, pixels, w, h);
+}
+
+// The colour the three panel parameters (red, green, blue) give.
+void drawSwatch(HWND dlg, const DialogState& s, const DRAWITEMSTRUCT& d) {
+  HBRUSH brush =
+      CreateSolidBrush(RGB(panelValue(dlg, s, 0), panelValue(dlg, s, 1), panelValue(dlg, s, 2)));
+  FillRect(d.hDC, &d.rcItem, brush);
+  DeleteObject(brush);
+  FrameRect(d.hDC, &d.rcItem, GetSysColorBrush(COLOR_WINDOWTEXT));
+}
+
+// The Before picture under a point of the dialog's client area, in the
+// picture's own coordinates; false when the point is elsewhere.
+bool overBefore(HWND dlg, POINT& at) {
+  HWND picture = GetDlgItem(dlg, kBeforeId);
+  if (!picture) return false;
+  MapWindowPoints(dlg, picture, &at, 1);
+  RECT r;
+  GetClientRect(picture, &r);
+  return PtInRect(&r, at);
+}
+
+// A click on the Before picture makes the pixel under it the colour; the
+// edit boxes take it, and trackbars and preview follow them.
+void pickColour(HWND dlg, const DialogState& s, POINT at) {
+  if (s.table->panel != Panel::PickColour || !overBefore(dlg, at)) return;
+  std::array<uint8_t, 3> bgr;
+  {
+    HGLOBAL image = s.before.get();
+    Locked p(image);
+    BITMAPINFOHEADER h;
+    size_t offset;
+    if (!geometry24(image, p.get(), h, offset)) return;
+    RECT frame;
+    GetClientRect(GetDlgItem(dlg, kBeforeId), &frame);
+    const RECT r = fitted(frame, h.biWidth, h.biHeight);
+    if (!PtInRect(&r, at)) return;
+    const long x = (at.x - r.left) * h.biWidth / (r.right - r.left);
+    const long row = h.biHeight - 1 - (at.y - r.top) * h.biHeight / (r.bottom - r.top);
+    const size_t stride = (3 * size_t(h.biWidth) + 3) & ~size_t{3};
+    std::memcpy(bgr.data(), p.get() + offset + size_t(row) * stride + 3 * size_t(x), 3);
+  }
+  for (int k = 0; k < 3; ++k)  // red, green, blue: the pixel's bytes backwards
+    SetDlgItemInt(dlg, kEditId + s.table->panelParam + k, bgr[static_cast<size_t>(2 - k)], FALSE);
+}
+
+// Kernel cell `cell` as a number within what the convolution accepts (a
+// value of magnitude up to 127, any 16-bit divisor); the value it had when
+// it holds no number.
+int16_t cellValue(HWND dlg, const KernelView& k, int cell) {
+  BOOL ok = FALSE;
+  const int v = static_cast<int>(GetDlgItemInt(dlg, kKernelCellId + cell, &ok, TRUE));
+  const bool divisor = cell == k.size * k.size;
+  const int low = divisor ? INT16_MIN : -127, high = divisor ? INT16_MAX : 127;
+  return static_cast<int16_t>(ok ? std::clamp(v, low, high) : k.kernel[cell]);
 }
 
 INT_PTR CALLBACK dialogProc(HWND dlg, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -418,8 +576,28 @@ INT_PTR CALLBACK dialogProc(HWND dlg, UINT message, WPARAM wParam, LPARAM lParam
       return TRUE;
     case WM_DRAWITEM: {
       const auto* d = reinterpret_cast<const DRAWITEMSTRUCT*>(lParam);
-      if (!state || (d->CtlID != kBeforeId && d->CtlID != kAfterId)) return FALSE;
-      drawImage(*d, d->CtlID == kBeforeId ? state->before.get() : state->after.get());
+      if (!state) return FALSE;
+      if (d->CtlID == kBeforeId || d->CtlID == kAfterId)
+        drawImage(*d, d->CtlID == kBeforeId ? state->before.get() : state->after.get());
+      else if (d->CtlID == kWheelId)
+        drawWheel(*d, hueByte(panelValue(dlg, *state, 0)), hueByte(panelValue(dlg, *state, 1)));
+      else if (d->CtlID == kSwatchId)
+        drawSwatch(dlg, *state, *d);
+      else
+        return FALSE;
+      return TRUE;
+    }
+    case WM_LBUTTONDOWN:  // the pictures do not notify: a click on one comes here
+      if (!state) return FALSE;
+      pickColour(dlg, *state, {GET_X_LPARAM(lParam), GET_Y_LPARAM(lParam)});
+      return TRUE;
+    case WM_SETCURSOR: {
+      POINT at;
+      GetCursorPos(&at);
+      ScreenToClient(dlg, &at);
+      if (!state || state->table->panel != Panel::PickColour || !overBefore(dlg, at)) return FALSE;
+      SetCursor(LoadCursorW(nullptr, MAKEINTRESOURCEW(32515)));  // the cross
+      SetWindowLongPtrW(dlg, DWLP_MSGRESULT, TRUE);
       return TRUE;
     }
     case WM_HSCROLL: {
@@ -444,9 +622,19 @@ INT_PTR CALLBACK dialogProc(HWND dlg, UINT message, WPARAM wParam, LPARAM lParam
           SetDlgItemInt(dlg, id, static_cast<UINT>(editValue(dlg, p, i)), TRUE);
         return TRUE;
       }
+      const int cell = id - kKernelCellId;
+      if (state && showsGrid(state->kernel) && cell >= 0 &&
+          cell <= state->kernel->size * state->kernel->size) {
+        if (HIWORD(wParam) == EN_KILLFOCUS && state->kernel->edited)
+          SetDlgItemInt(dlg, id, static_cast<UINT>(cellValue(dlg, *state->kernel, cell)), TRUE);
+        return TRUE;
+      }
       if (id == IDOK && state) {
         for (size_t k = 0; k < state->table->params.size(); ++k)
           state->shown[k] = editValue(dlg, state->table->params[k], static_cast<int>(k));
+        if (showsGrid(state->kernel))
+          for (int c = 0; c <= state->kernel->size * state->kernel->size; ++c)
+            state->cells[static_cast<size_t>(c)] = cellValue(dlg, *state->kernel, c);
         EndDialog(dlg, 1);
         return TRUE;
       }
@@ -491,6 +679,8 @@ int32_t runDialog(const DialogTable& table, void* image, std::span<void* const> 
     for (size_t i = 0; i < table.params.size(); ++i)
       if (state.shown[i] != before[i])
         store(table.params[i], slots[table.params[i].slot], state.shown[i]);
+    if (kernel && kernel->edited && showsGrid(kernel))
+      std::copy_n(state.cells.begin(), kernel->size * kernel->size + 1, kernel->edited);
     return 1;
   } catch (...) {
     return 1;  // out of memory building the template: as if no dialog could open

@@ -1,8 +1,10 @@
 // NadiroDlgs, the companion module shipped with the library: every parameter
-// dialog entry point with its exact signature. On Windows each shows its
-// modal dialog, built from the tables below by one engine
-// (dialogs_win32.cpp). Elsewhere there are no dialogs: each entry point
+// dialog entry point with its exact signature, and a kernel editor. On
+// Windows each shows its modal dialog, built from the tables below by one
+// engine (dialogs_win32.cpp). Elsewhere there are no dialogs: each entry point
 // accepts the caller's values, returns OK and changes nothing.
+#include <algorithm>
+#include <array>
 #include <type_traits>
 
 #include "companion/dialog_table.h"
@@ -35,23 +37,32 @@ constexpr Param kCmykLevels[] = {
     {L"&Yellow (%):", 2, Unit::Factor, -100, 100},
     {L"&Black (%):", 3, Unit::Factor, -100, 100},
 };
-constexpr Param kHueSaturation[] = {
+// Both hue dialogs start with the hue, saturation and intensity shifts.
+constexpr Param kShifts[] = {
     {L"&Hue (degrees):", 0, Unit::HueShift, -180, 180},
     {L"&Saturation:", 1, Unit::Int32, -255, 255},
     {L"&Intensity:", 2, Unit::Int32, -255, 255},
+};
+template <size_t N, size_t M>
+constexpr std::array<Param, N + M> join(const Param (&a)[N], const Param (&b)[M]) {
+  std::array<Param, N + M> all{};
+  std::copy(a, a + N, all.begin());
+  std::copy(b, b + M, all.begin() + N);
+  return all;
+}
+constexpr Param kHueRange[] = {
     {L"Range &from (deg.):", 3, Unit::HueAngle, 0, 360},
     {L"Range &to (deg.):", 4, Unit::HueAngle, 0, 360},
 };
+constexpr auto kHueSaturation = join(kShifts, kHueRange);
 constexpr Param kGamma[] = {
     {L"&Red at 100:", 0, Unit::Uint32, 10, 500},
     {L"&Green at 100:", 1, Unit::Uint32, 10, 500},
     {L"&Blue at 100:", 2, Unit::Uint32, 10, 500},
 };
 // The colour slot holds B, G, R in bytes 0..2; the tolerance slot R, G, B.
-constexpr Param kReplaceColor[] = {
-    {L"&Hue (degrees):", 0, Unit::HueShift, -180, 180},
-    {L"&Saturation:", 1, Unit::Int32, -255, 255},
-    {L"&Intensity:", 2, Unit::Int32, -255, 255},
+// clang-format off
+constexpr Param kColourAndTolerance[] = {
     {L"Colour &red:", 3, Unit::Byte2, 0, 255},
     {L"Colour &green:", 3, Unit::Byte1, 0, 255},
     {L"Colour &blue:", 3, Unit::Byte0, 0, 255},
@@ -59,6 +70,8 @@ constexpr Param kReplaceColor[] = {
     {L"Tolerance gree&n:", 4, Unit::Byte1, 0, 255},
     {L"Tolerance b&lue:", 4, Unit::Byte2, 0, 255},
 };
+// clang-format on
+constexpr auto kReplaceColor = join(kShifts, kColourAndTolerance);
 
 #if defined(_WIN32)
 // The previews: the module carries its own copy of the library, so they
@@ -96,14 +109,14 @@ constexpr DialogTable kContrastDialog{L"Brightness and Contrast", kContrast, Pan
                                       NADIRO_PREVIEW(previewContrast)};
 constexpr DialogTable kCmykDialog{L"CMYK Levels", kCmykLevels, Panel::None,
                                   NADIRO_PREVIEW(previewCmyk)};
-constexpr DialogTable kHueDialog{L"Hue and Saturation", kHueSaturation, Panel::None,
-                                 NADIRO_PREVIEW(previewHue)};
+constexpr DialogTable kHueDialog{L"Hue and Saturation", kHueSaturation, Panel::HueWheel,
+                                 NADIRO_PREVIEW(previewHue), 3};
 constexpr DialogTable kDesaturateDialog{
     L"Desaturate", {}, Panel::Confirm, NADIRO_PREVIEW(previewDesaturate)};
 constexpr DialogTable kGammaDialog{L"Gamma Correction", kGamma, Panel::None,
                                    NADIRO_PREVIEW(previewGamma)};
-constexpr DialogTable kReplaceDialog{L"Replace Colour", kReplaceColor, Panel::None,
-                                     NADIRO_PREVIEW(previewReplace)};
+constexpr DialogTable kReplaceDialog{L"Replace Colour", kReplaceColor, Panel::PickColour,
+                                     NADIRO_PREVIEW(previewReplace), 3};
 constexpr DialogTable kConvolutionDialog{L"Convolution Filter", {}, Panel::Kernel};
 
 #if defined(_WIN32)
@@ -170,6 +183,15 @@ NADIRO_DLGS_EXPORT int32_t NADIRO_CALL ColorConvUIW(NadiroHandle, uint32_t, int3
   return showKernel({kernelSource & 0xFFFFu, static_cast<int16_t>(size), fileName, kernel});
 }
 
+// The convolution dialog with the grid editable, for a host that lets its
+// user change a kernel before it calls the convolution (whose own dialog
+// only shows the kernel: the filter uses the kernel as it was passed).
+// Without a kernel or with a size outside 3..7 there is nothing to edit: 0.
+NADIRO_DLGS_EXPORT int32_t NADIRO_CALL ColorConvKernelUI(int32_t size, int16_t* kernel) {
+  if (!kernel || size < 3 || size > 7) return 0;
+  return showKernel({1, size, nullptr, kernel, kernel});
+}
+
 }  // extern "C"
 
 // The library calls these through the shared declarations: keep them equal.
@@ -181,3 +203,4 @@ static_assert(std::is_same_v<decltype(DesaturateUI), c::DesaturateUi>);
 static_assert(std::is_same_v<decltype(GammaCorrectionUI), c::GammaCorrectionUi>);
 static_assert(std::is_same_v<decltype(ReplaceColorUI), c::ReplaceColorUi>);
 static_assert(std::is_same_v<decltype(ColorConvUIW), c::ColorConvUi>);
+static_assert(std::is_same_v<decltype(ColorConvKernelUI), c::KernelEditUi>);

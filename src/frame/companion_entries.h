@@ -40,6 +40,10 @@ using ColorConvUi = int32_t NADIRO_CALL(NadiroHandle image, uint32_t newImage, i
                                         const wchar_t* fileName, const int16_t* kernel,
                                         uint32_t* errorOut);
 
+// not called by the library: lets a host's user edit a kernel (size * size
+// values, then the divisor, as the convolution reads them) before the call
+using KernelEditUi = int32_t NADIRO_CALL(int32_t size, int16_t* kernel);
+
 // An entry point's exported name tied to its signature.
 template <typename Fn>
 struct Entry {
@@ -53,5 +57,6 @@ inline constexpr Entry<DesaturateUi> kDesaturateUi{"DesaturateUI"};
 inline constexpr Entry<GammaCorrectionUi> kGammaCorrectionUi{"GammaCorrectionUI"};
 inline constexpr Entry<ReplaceColorUi> kReplaceColorUi{"ReplaceColorUI"};
 inline constexpr Entry<ColorConvUi> kColorConvUi{"ColorConvUIW"};
+inline constexpr Entry<KernelEditUi> kKernelEditUi{"ColorConvKernelUI"};
 
 }  // namespace nadiro::companion
