@@ -21,9 +21,7 @@ namespace {
 
 // A packed picture of `channels` bytes a pixel (1 grey, 3 RGB).
 struct Pixels {
-  uint32_t width = 0;
-  uint32_t height = 0;
-  uint32_t channels = 3;
+  uint32_t width = 0, height = 0, channels = 3;
   std::vector<uint8_t> bytes;
 };
 
