@@ -117,15 +117,17 @@ TEST(Engine, HandWorkedRows) {
   // 100 100 0 below a black row. Left to right: x0 takes 100 (black, error
   // 100), x1 gets 7/16 of it: 143.75, white. Right to left: x2 is 0, x1 is
   // black and sends 43.75 to x0 (its left, mirrored): 143.75, white.
-  // 0 160 0 above 137 0 0: x1 turns white with error -95 either way;
-  // mirrored, the row below gets 1/16 at x0, 5/16 at x1, 3/16 at x2, so
-  // 137 at x0 becomes 131.06, white; unmirrored it gets 3/16: 119.19, black.
+  // 0 160 0 between a black row and 137 0 0: x1 turns white with error
+  // -95 either way; mirrored, the row below gets 1/16 at x0, 5/16 at x1,
+  // 3/16 at x2, so 137 at x0 becomes 131.06, white; unmirrored it gets
+  // 3/16: 119.19, black.
   // 200 0 130: x0 is white with error -55 and x1 gets -24.06; clamped to 0
   // it is black with no error, so x2 stays 130, white. Unclamped, x1 passes
   // -10.53 on: 119.47, black.
   // Black, blue, green: (0, 0, 200) is blue and sends (0, 0, -24.06) right,
-  // so (0, 0, 140) falls to black and (0, 160, 0) stays green; red's or
-  // blue's error in every channel would turn them blue and black.
+  // so (0, 0, 140) falls to black and (0, 160, 0) stays green. An error
+  // taken from another channel (red's 0, or green's measured against
+  // blue's 255) would turn them blue and black.
   const std::vector<uint8_t> rgb = {0, 0, 0, 0, 0, 255, 0, 255, 0};
   struct Case {
     std::vector<uint8_t> rows;
