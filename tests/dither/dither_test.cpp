@@ -39,8 +39,9 @@ Bytes flatImage(int32_t width, int32_t height, uint16_t bits, uint8_t value) {
 
 // ---- error diffusion and the two-by-two window ------------------------------------------
 
-// Each export as a host calls it (a caller of its own calling convention),
-// the diffusion ones with the kernel and form they must follow.
+// Each export behind a plain caller (on Windows the exports use their own
+// calling convention), the diffusion ones with the kernel and form they
+// must follow.
 #define CALL(F, ...) [](NadiroHandle h, int32_t b) { return F(h, b __VA_OPT__(, ) __VA_ARGS__); }
 struct Variant {
   const char* name;
