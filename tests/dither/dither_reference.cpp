@@ -5,12 +5,6 @@
 #include <cstring>
 #include <stdexcept>
 
-#include <gtest/gtest.h>
-
-#include "frame/thread_state.h"
-#include "nadiro/nadiro.h"
-#include "support/images.h"
-
 namespace nadiro::test {
 namespace {
 
@@ -19,7 +13,9 @@ uint32_t u32(const std::vector<uint8_t>& b, size_t at) {
   std::memcpy(&v, b.data() + at, 4);
   return v;
 }
-void put32(std::vector<uint8_t>& b, size_t at, uint32_t v) { std::memcpy(b.data() + at, &v, 4); }
+void put32(std::vector<uint8_t>& b, size_t at, uint32_t v) {
+  std::memcpy(b.data() + at, &v, 4);
+}
 
 struct Source {
   int depth, width, height;
@@ -39,35 +35,24 @@ Source readSource(const std::vector<uint8_t>& in) {
   return s;
 }
 
-// Red, green, blue of pixel x of stored row y.
-std::array<int, 3> rgbAt(const std::vector<uint8_t>& in, const Source& s, int x, int y) {
-  const size_t row = s.pixels + static_cast<size_t>(y) * s.stride;
-  if (s.depth == 24) {
-    const size_t p = row + 3 * static_cast<size_t>(x);
-    return {in.at(p + 2), in.at(p + 1), in.at(p)};
-  }
-  int index;
-  if (s.depth == 8) {
-    index = in.at(row + static_cast<size_t>(x));
-  } else {
-    const int byte = in.at(row + static_cast<size_t>(x / 2));
-    index = x % 2 == 0 ? byte >> 4 : byte & 15;
-  }
-  const size_t e = 40 + 4 * static_cast<size_t>(index);
-  return {in.at(e + 2), in.at(e + 1), in.at(e)};
-}
-
-// The channel values of pixel x of row y: the grey value for 1-bit targets.
+// Red, green, blue of pixel x of stored row y; red holds the grey value
+// for 1-bit targets.
 std::array<int, 3> channelValues(const std::vector<uint8_t>& in, const Source& s, int bits, int x,
                                  int y) {
-  auto rgb = rgbAt(in, s, x, y);
+  const size_t row = s.pixels + static_cast<size_t>(y) * s.stride;
+  size_t p = row + 3 * static_cast<size_t>(x);  // 24-bit: the pixel; else its palette entry
+  if (s.depth == 8) p = 40 + 4 * size_t{in.at(row + static_cast<size_t>(x))};
+  if (s.depth == 4) {
+    const int byte = in.at(row + static_cast<size_t>(x / 2));
+    p = 40 + 4 * static_cast<size_t>(x % 2 == 0 ? byte >> 4 : byte & 15);
+  }
+  std::array<int, 3> rgb = {in.at(p + 2), in.at(p + 1), in.at(p)};
   if (bits == 1) rgb[0] = (rgb[0] * 30 + rgb[1] * 59 + rgb[2] * 11) / 100;
   return rgb;
 }
 
-// The output image from a palette index per pixel (index[y][x], stored row order).
-std::vector<uint8_t> outputImage(const std::vector<uint8_t>& in, int bits, int width, int height,
-                                 const std::vector<std::vector<int>>& index) {
+// The output image's header and palette, its pixels all index 0.
+std::vector<uint8_t> outputImage(const std::vector<uint8_t>& in, int bits, int width, int height) {
   const size_t so = static_cast<size_t>(((width * bits + 31) >> 5) << 2);
   const size_t colours = size_t{1} << bits;
   std::vector<uint8_t> out(40 + 4 * colours + so * static_cast<size_t>(height), 0);
@@ -95,82 +80,69 @@ std::vector<uint8_t> outputImage(const std::vector<uint8_t>& in, int bits, int w
       e[0] = static_cast<uint8_t>((i & 3) * 85);
     }
   }
-  const size_t rows = 40 + 4 * colours;
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
-      const int v = index[static_cast<size_t>(y)][static_cast<size_t>(x)];
-      uint8_t& byte = out.at(rows + static_cast<size_t>(y) * so +
-                             static_cast<size_t>(x * bits / 8));
-      if (bits == 8) byte = static_cast<uint8_t>(v);
-      else if (bits == 4) byte = static_cast<uint8_t>(byte | (x % 2 == 0 ? v << 4 : v));
-      else if (v) byte = static_cast<uint8_t>(byte | 0x80 >> (x % 8));
-    }
-  }
   return out;
 }
 
-// Working rows: channel by channel, rowsPerChannel rows of L + 20 entries,
-// each indexable from -6 to L + 13 and no further.
-class Rows {
- public:
-  Rows(int channels, int rowsPerChannel, int rowLength)
-      : rowsPerChannel_(rowsPerChannel),
-        rowLength_(rowLength),
-        entries_(static_cast<size_t>(channels * rowsPerChannel * (rowLength + 20)), 0) {}
-  int16_t& at(int channel, int row, int x) {
-    if (x < -6 || x > rowLength_ + 13) throw std::out_of_range("entry outside the padded row");
-    return entries_.at(static_cast<size_t>((channel * rowsPerChannel_ + row) * (rowLength_ + 20) +
-                                           6 + x));
-  }
+// Sets pixel x of stored row y of the output image to index v.
+void setIndex(std::vector<uint8_t>& out, int bits, int width, int x, int y, int v) {
+  const size_t so = static_cast<size_t>(((width * bits + 31) >> 5) << 2);
+  uint8_t& byte = out.at(40 + (size_t{4} << bits) + static_cast<size_t>(y) * so +
+                         static_cast<size_t>(x * bits / 8));
+  if (bits == 8)
+    byte = static_cast<uint8_t>(v);
+  else if (bits == 4)
+    byte = static_cast<uint8_t>(byte | (x % 2 == 0 ? v << 4 : v));
+  else if (v)
+    byte = static_cast<uint8_t>(byte | 0x80 >> (x % 8));
+}
 
- private:
-  int rowsPerChannel_, rowLength_;
-  std::vector<int16_t> entries_;
+// Working rows: channel by channel, `rows` rows of L + 20 entries, each
+// indexable from -6 to L + 13 and no further.
+struct Rows {
+  int rows, length;
+  std::vector<int16_t> entries;
+  int16_t& at(int channel, int row, int x) {
+    if (x < -6 || x > length + 13) throw std::out_of_range("entry outside the padded row");
+    return entries.at(static_cast<size_t>((channel * rows + row) * (length + 20) + 6 + x));
+  }
 };
 
 }  // namespace
 
-const RefKernel& refFloydSteinberg() {
-  static const RefKernel k{16, 2, {{0, 1, 7, 'a'}, {1, -1, 3, 'o'}, {1, 0, 5, 'o'}, {1, 1, 1, 's'}}};
-  return k;
-}
-const RefKernel& refJarvisJudiceNinke() {
-  static const RefKernel k{48, 3, {{0, 1, 7, 'a'}, {0, 2, 5, 'a'},
-                                   {1, -2, 3, 'a'}, {1, -1, 5, 'a'}, {1, 0, 7, 'a'}, {1, 1, 5, 'a'}, {1, 2, 3, 'a'},
-                                   {2, -2, 1, 'o'}, {2, -1, 3, 'o'}, {2, 0, 5, 'o'}, {2, 1, 1, 'o'}, {2, 2, 3, 's'}}};
-  return k;
-}
-const RefKernel& refStucki() {
-  static const RefKernel k{42, 3, {{0, 1, 8, 'a'}, {0, 2, 4, 'a'},
-                                   {1, -2, 2, 'a'}, {1, -1, 4, 'a'}, {1, 0, 8, 'a'}, {1, 1, 4, 'a'}, {1, 2, 2, 'a'},
-                                   {2, -2, 1, 'a'}, {2, -1, 2, 'a'}, {2, 0, 4, 'a'}, {2, 1, 2, 'a'}, {2, 2, 1, 's'}}};
-  return k;
-}
-const RefKernel& refBurkes() {
-  static const RefKernel k{32, 2, {{0, 1, 8, 'a'}, {0, 2, 4, 'a'},
-                                   {1, -2, 4, 'a'}, {1, -1, 2, 'a'}, {1, 0, 8, 'a'}, {1, 1, 4, 'a'}, {1, 2, 2, 's'}}};
-  return k;
-}
-const RefKernel& refSierra() {
-  static const RefKernel k{4, 2, {{0, 1, 2, 'a'}, {1, -1, 1, 'a'}, {1, 0, 1, 's'}}};
-  return k;
-}
-const RefKernel& refStevensonArce() {
-  static const RefKernel k{200, 4, {{0, 2, 32, 'a'},
-                                    {1, -3, 12, 'a'}, {1, -1, 26, 'a'}, {1, 1, 30, 'a'}, {1, 3, 16, 'a'},
-                                    {2, -2, 12, 'a'}, {2, 0, 26, 'a'}, {2, 2, 12, 'a'},
-                                    {3, -3, 5, 'a'}, {3, -1, 12, 'a'}, {3, 1, 12, 'a'}, {3, 3, 5, 's'}}};
-  return k;
-}
+// The kernels a row of taps a line, as documented.
+// clang-format off
+const RefKernel kRefFloydSteinberg{16, 2, {
+    {0, 1, 7, 'a'},
+    {1, -1, 3, 'o'}, {1, 0, 5, 'o'}, {1, 1, 1, 's'}}};
+const RefKernel kRefJarvisJudiceNinke{48, 3, {
+    {0, 1, 7, 'a'}, {0, 2, 5, 'a'},
+    {1, -2, 3, 'a'}, {1, -1, 5, 'a'}, {1, 0, 7, 'a'}, {1, 1, 5, 'a'}, {1, 2, 3, 'a'},
+    {2, -2, 1, 'o'}, {2, -1, 3, 'o'}, {2, 0, 5, 'o'}, {2, 1, 1, 'o'}, {2, 2, 3, 's'}}};
+const RefKernel kRefStucki{42, 3, {
+    {0, 1, 8, 'a'}, {0, 2, 4, 'a'},
+    {1, -2, 2, 'a'}, {1, -1, 4, 'a'}, {1, 0, 8, 'a'}, {1, 1, 4, 'a'}, {1, 2, 2, 'a'},
+    {2, -2, 1, 'a'}, {2, -1, 2, 'a'}, {2, 0, 4, 'a'}, {2, 1, 2, 'a'}, {2, 2, 1, 's'}}};
+const RefKernel kRefBurkes{32, 2, {
+    {0, 1, 8, 'a'}, {0, 2, 4, 'a'},
+    {1, -2, 4, 'a'}, {1, -1, 2, 'a'}, {1, 0, 8, 'a'}, {1, 1, 4, 'a'}, {1, 2, 2, 's'}}};
+const RefKernel kRefSierra{4, 2, {
+    {0, 1, 2, 'a'},
+    {1, -1, 1, 'a'}, {1, 0, 1, 's'}}};
+const RefKernel kRefStevensonArce{200, 4, {
+    {0, 2, 32, 'a'},
+    {1, -3, 12, 'a'}, {1, -1, 26, 'a'}, {1, 1, 30, 'a'}, {1, 3, 16, 'a'},
+    {2, -2, 12, 'a'}, {2, 0, 26, 'a'}, {2, 2, 12, 'a'},
+    {3, -3, 5, 'a'}, {3, -1, 12, 'a'}, {3, 1, 12, 'a'}, {3, 3, 5, 's'}}};
+// clang-format on
 
 std::vector<uint8_t> refDiffuse(const std::vector<uint8_t>& in, int bits, const RefKernel& kernel,
                                 bool overwriting) {
   const Source s = readSource(in);
   const int channels = bits == 1 ? 1 : 3;
   const int rows = kernel.rowsPerChannel;
-  Rows e(channels, rows, s.rowLength);
-  std::vector<std::vector<int>> index(static_cast<size_t>(s.height),
-                                      std::vector<int>(static_cast<size_t>(s.width), 0));
+  Rows e{rows, s.rowLength,
+         std::vector<int16_t>(static_cast<size_t>(channels * rows * (s.rowLength + 20)))};
+  std::vector<uint8_t> out = outputImage(in, bits, s.width, s.height);
   for (int y = 0; y < s.height; ++y) {
     for (int x = 0; x < s.width; ++x) {
       const auto v = channelValues(in, s, bits, x, y);
@@ -201,11 +173,10 @@ std::vector<uint8_t> refDiffuse(const std::vector<uint8_t>& in, int bits, const 
           const int share = err * t.weight / kernel.divisor;
           int16_t& entry = e.at(c, t.row, x + t.dx);
           const bool stored = t.take == 's' || (t.take == 'o' && overwriting);
-          const int exact = stored ? share : entry + share;
-          entry = static_cast<int16_t>(exact);
+          entry = static_cast<int16_t>(stored ? share : entry + share);
         }
       }
-      index[static_cast<size_t>(y)][static_cast<size_t>(x)] = pixel;
+      setIndex(out, bits, s.width, x, y, pixel);
     }
 
     for (int c = 0; c < channels; ++c) {
@@ -218,36 +189,7 @@ std::vector<uint8_t> refDiffuse(const std::vector<uint8_t>& in, int bits, const 
       }
     }
   }
-  return outputImage(in, bits, s.width, s.height, index);
-}
-
-void expectMatchOnAwkwardImages(
-    uint16_t depth, uint32_t seed, const std::function<MemHandle(MemHandle)>& call,
-    const std::function<std::vector<uint8_t>(const std::vector<uint8_t>&)>& reference) {
-  const std::vector<int32_t> widths = {1, 2, 3, 5, 7, 8, 9, 15, 17, 33};
-  for (Fill fill : {Fill::Flat, Fill::Gradient, Fill::Noise}) {
-    for (int32_t height : {1, 2, 3, 7}) {
-      for (int32_t width : widths) {
-        const auto in =
-            makeDib({width, height, depth, 0, 0, fill, ++seed});
-        ImageHandle img(in);
-        ImageHandle out(call(img.get()));
-        SCOPED_TRACE(testing::Message() << width << "x" << height << " fill " << static_cast<int>(fill));
-        ASSERT_TRUE(out);
-        EXPECT_EQ(threadErrorBlock()->pixelStatus, NADIRO_PIXEL_OK);
-        ASSERT_EQ(blockBytes(out.get()), reference(in));
-        ASSERT_EQ(blockBytes(img.get()), in) << "the caller's image is unchanged";
-        ASSERT_TRUE(notLocked(img.get()));
-      }
-    }
-  }
-}
-
-void expectRefused(const std::function<MemHandle(MemHandle, int32_t)>& call, MemHandle image,
-                   int32_t bits, uint32_t code, const char* what) {
-  threadErrorBlock()->pixelStatus = 12345;
-  EXPECT_EQ(call(image, bits), nullptr) << what;
-  EXPECT_EQ(threadErrorBlock()->pixelStatus, code) << what;
+  return out;
 }
 
 }  // namespace nadiro::test

@@ -1,5 +1,4 @@
 list(APPEND NADIRO_TEST_SOURCES
   dither/dither_reference.cpp
   dither/dither_test.cpp
-  dither/levels_test.cpp
 )
