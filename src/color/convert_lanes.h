@@ -561,7 +561,8 @@ void put(LaneKernels& k, size_t from, size_t to) {
 }
 
 template <int N>
-void fillLaneKernels(LaneKernels& k) {
+LaneKernels laneKernels() {
+  LaneKernels k;
   put<RgbToHsv, N>(k, NADIRO_MODEL_RGB, NADIRO_MODEL_HSV);
   put<RgbToHsi, N>(k, NADIRO_MODEL_RGB, NADIRO_MODEL_HSI);
   put<HsiToRgb, N>(k, NADIRO_MODEL_HSI, NADIRO_MODEL_RGB);
@@ -574,6 +575,7 @@ void fillLaneKernels(LaneKernels& k) {
     k.image[from][to] = &complementRow;
     k.buffer[from][to] = &complementRow;
   }
+  return k;
 }
 
 #undef NADIRO_LANES_INLINE
