@@ -301,14 +301,4 @@ inline void rgbToUcrCmyk(const uint8_t* rgb, uint8_t* cmyk) {
   cmyk[3] = static_cast<uint8_t>((1.0 - clamp01(black)) * 255.0);
 }
 
-// Stored C, M, Y, K bytes back to R, G, B bytes. Not the exact inverse of the
-// forward rule: the stored complement bytes are read as they stand. The two
-// constants are 0.27/0.7 and 0.9/0.7 written out.
-inline void ucrCmykToRgb(const uint8_t* cmyk, uint8_t* rgb) {
-  const double k = (kUnit[cmyk[3]] + 0.3857142857142858) / 1.2857142857142858 * 0.1;
-  rgb[0] = static_cast<uint8_t>((1.0 - clamp01(kUnit[cmyk[0]] + k)) * 255.0);
-  rgb[1] = static_cast<uint8_t>((1.0 - clamp01(kUnit[cmyk[1]] + k)) * 255.0);
-  rgb[2] = static_cast<uint8_t>((1.0 - clamp01(kUnit[cmyk[2]] + k)) * 255.0);
-}
-
 }  // namespace nadiro::color

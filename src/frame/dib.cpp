@@ -126,17 +126,6 @@ MemHandle newFrom(MemHandle image, uint16_t bits) {
 MemHandle dibNew24From(MemHandle image) { return newFrom(image, 24); }
 MemHandle dibNew32From(MemHandle image) { return newFrom(image, 32); }
 
-int dibStore24From32IndexSwapped(uint8_t* dst, uint32_t index, const uint8_t* src, int32_t width) {
-  const uint32_t w = static_cast<uint32_t>(width);
-  const uint32_t stride32 = (4 * w + 3) / 4 * 4;
-  const uint32_t stride24 = (3 * (w + 1)) / 4 * 4;
-  uint8_t* target = dst + (index / stride32) * stride24 + (index % stride32) / 4 * 3;
-  target[0] = src[2];
-  target[1] = src[1];
-  target[2] = src[0];
-  return 1;
-}
-
 std::optional<uint32_t> rowStride(int32_t width, uint32_t bits) {
   if (width < 0) return std::nullopt;
   const uint64_t rowBits = uint64_t{static_cast<uint32_t>(width)} * bits + 31;

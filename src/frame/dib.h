@@ -79,9 +79,6 @@ MemHandle dibDuplicate(MemHandle image);
 // A new zero-filled 24-bit (32-bit) image of the source's size, or null.
 MemHandle dibNew24From(MemHandle image);
 MemHandle dibNew32From(MemHandle image);
-// Writes 3 bytes reversed into 24-bit rows at the pixel that byte index
-// `index` of 32-bit rows of the given width addresses. Returns 1.
-int dibStore24From32IndexSwapped(uint8_t* dst, uint32_t index, const uint8_t* src, int32_t width);
 
 // Row stride ((width * bits + 31) / 32) * 4, or nothing when width is
 // negative or width * bits does not fit the 32-bit arithmetic of the format.
