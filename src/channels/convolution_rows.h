@@ -6,11 +6,12 @@
 
 #include <cstdint>
 
+#include "channels/convolution_engine.h"
 #include "frame/dispatch.h"
 
 namespace nadiro::channels {
 
-inline constexpr int32_t kMaxTaps = 49;
+inline constexpr int32_t kMaxTaps = kMaxKernelSize * kMaxKernelSize;
 
 // One output row of the filter. The sums are 16-bit and wrap, so the order
 // the taps are added in does not change them.

@@ -171,7 +171,9 @@ extern "C" NADIRO_API NadiroHandle NADIRO_CALL DitherOrdered(NadiroHandle image,
 
   const uint32_t outStride = (layout->width + 31) / 32 * 4;
   const uint64_t pixelBytes = uint64_t{outStride} * layout->height;
-  OwnedBlock made = OwnedBlock::allocate(pixelBytes + 48);
+  const std::span<const uint8_t> palette = dither::ditherPalette(1);
+  const size_t headerBytes = dib::kInfoHeaderSize + palette.size();
+  OwnedBlock made = OwnedBlock::allocate(pixelBytes + headerBytes);
   if (!made) return nullptr;
   LockedBlock out(made.get());
   if (!out) return nullptr;
@@ -184,8 +186,8 @@ extern "C" NADIRO_API NadiroHandle NADIRO_CALL DitherOrdered(NadiroHandle image,
                             .xPelsPerMeter = h.xPelsPerMeter,
                             .yPelsPerMeter = h.yPelsPerMeter,
                             .clrUsed = 2},
-                           dither::ditherPalette(1));
-  dither::orderedDitherToBits(pixels, layout->stride, out.bytes().subspan(48), outStride,
+                           palette);
+  dither::orderedDitherToBits(pixels, layout->stride, out.bytes().subspan(headerBytes), outStride,
                               layout->width, layout->height, dither::orderedMatrix(type), largest);
   out.unlock();
   source.block().unlock();

@@ -1,6 +1,8 @@
 // Geometry and helpers of packed DIBs.
 #include "frame/dib.h"
 
+#include <array>
+
 #include "frame/guards.h"
 
 namespace nadiro::dib {
@@ -41,6 +43,16 @@ void writeNewImageHeader(uint8_t* p, Header h, std::span<const uint8_t> palette)
   h.compression = 0;
   writeHeader(p, h);
   if (!palette.empty()) std::memcpy(p + kInfoHeaderSize, palette.data(), palette.size());
+}
+
+std::span<const uint8_t> greyPalette() {
+  static constexpr auto kTable = [] {
+    std::array<uint8_t, 4 * kGreyEntries> t{};
+    for (uint32_t i = 0; i < kGreyEntries; ++i)
+      t[4 * i] = t[4 * i + 1] = t[4 * i + 2] = static_cast<uint8_t>(i);
+    return t;
+  }();
+  return kTable;
 }
 
 uint32_t dibColorCount(const uint8_t* header) {

@@ -64,6 +64,11 @@ void writeHeader(uint8_t* p, const Header& h);
 // entry) right behind it; `p` holds 40 + palette bytes.
 void writeNewImageHeader(uint8_t* p, Header h, std::span<const uint8_t> palette);
 
+// The 256-entry grey colour table of 8-bit images the library makes: entry
+// i is (i, i, i, 0).
+inline constexpr uint32_t kGreyEntries = 256;
+std::span<const uint8_t> greyPalette();
+
 // Colour count: colours-used when the header is 40 bytes and it is non-zero,
 // else 2/16/256 for 1/4/8 bits and 0 for every other depth. The bit count is
 // read at offset 14 of a 40-byte header and at offset 10 of any other.
