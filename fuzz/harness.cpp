@@ -56,39 +56,31 @@ Encoder& Encoder::bytes(std::span<const uint8_t> b) {
   return *this;
 }
 
+// The block functions: Windows' own, or the library's stand-ins elsewhere.
 #if defined(_WIN32)
-NadiroHandle memAlloc(size_t bytes) {
-  return GlobalAlloc(GHND, bytes);
-}
-void* memLock(NadiroHandle h) {
-  return GlobalLock(h);
-}
-bool memUnlock(NadiroHandle h) {
-  return GlobalUnlock(h) != 0;
-}
-size_t memSize(NadiroHandle h) {
-  return GlobalSize(h);
-}
-bool memFree(NadiroHandle h) {
-  return GlobalFree(h) == nullptr;
-}
+#define NADIRO_MEM(name) Global##name
+#define NADIRO_MEM_MOVEABLE_ZERO GHND
 #else
+#define NADIRO_MEM(name) NadiroGlobal##name
+#define NADIRO_MEM_MOVEABLE_ZERO NADIRO_GMEM_MOVEABLE_ZERO
+#endif
 NadiroHandle memAlloc(size_t bytes) {
-  return NadiroGlobalAlloc(NADIRO_GMEM_MOVEABLE_ZERO, bytes);
+  return NADIRO_MEM(Alloc)(NADIRO_MEM_MOVEABLE_ZERO, bytes);
 }
 void* memLock(NadiroHandle h) {
-  return NadiroGlobalLock(h);
+  return NADIRO_MEM(Lock)(h);
 }
 bool memUnlock(NadiroHandle h) {
-  return NadiroGlobalUnlock(h) != 0;
+  return NADIRO_MEM(Unlock)(h) != 0;
 }
 size_t memSize(NadiroHandle h) {
-  return NadiroGlobalSize(h);
+  return NADIRO_MEM(Size)(h);
 }
 bool memFree(NadiroHandle h) {
-  return NadiroGlobalFree(h) == nullptr;
+  return NADIRO_MEM(Free)(h) == nullptr;
 }
-#endif
+#undef NADIRO_MEM
+#undef NADIRO_MEM_MOVEABLE_ZERO
 
 int drainLocks(NadiroHandle h) {
   int count = 0;

@@ -69,8 +69,8 @@ MUTANTS = [
     ("src/adjust/desaturate.cpp", "hsi[1] = 0;", "hsi[1] = 1;"),
     ("src/adjust/hsi.h", "(v > 255 ? 255 : v)", "(v > 255 ? 254 : v)"),
     # The convolution engine and kernels.
-    ("src/channels/convolution_engine.cpp", "15u * px[1] + 8u * px[0]) / 26u", "15u * px[1] + 8u * px[0]) / 25u"),
-    ("src/channels/convolution_engine.cpp", "(unsigned{px[0]} + px[1] + px[2]) / 3u", "(unsigned{px[0]} + px[1] + px[2]) / 2u"),
+    ("src/channels/convolution_rows.cpp", "15u * px[1] + 8u * px[0]) / 26u", "15u * px[1] + 8u * px[0]) / 25u"),
+    ("src/channels/convolution_rows.cpp", "(unsigned{px[0]} + px[1] + px[2]) / 3u", "(unsigned{px[0]} + px[1] + px[2]) / 2u"),
     ("src/channels/convolution_kernel.cpp", "static_cast<int16_t>(positive - negative)", "static_cast<int16_t>(positive + negative)"),
     ("src/channels/convolution_kernel.cpp", "k.m[j][i] = values[", "k.m[i][j] = values["),
     # Split and merge rows.
@@ -85,8 +85,8 @@ MUTANTS = [
     ("src/dither/kernels.cpp", "p[1] * 59u + p[0] * 11u", "p[1] * 59u + p[0] * 12u"),
     # The dithering engine.
     ("src/engine/engine.cpp", "/ 1.055, 2.4)", "/ 1.055, 2.5)"),
-    ("src/engine/nearest.cpp", "const double outside = std::max(", "const double outside = std::min("),
-    ("src/engine/engine.cpp", "return {c[0] - p[0], c[1] - p[1], c[2] - p[2]};", "return {c[0] - p[0], c[1] - p[2], c[2] - p[2]};"),
+    ("src/engine/nearest.cpp", "const int64_t outside = std::max(", "const int64_t outside = std::min("),
+    ("src/engine/engine.h", "d0 = c[0] - p[0], d1 = c[1] - p[1], d2 = c[2] - p[2];", "d0 = c[0] - p[0], d1 = c[1] - p[2], d2 = c[2] - p[2];"),
     # The convenience layer's pixel formats.
     ("src/image/rows.cpp", "{Format::kBgr, 3, {2, 1, 0, 0}}", "{Format::kBgr, 3, {2, 0, 1, 0}}"),
     ("src/image/rows.cpp", "return {p[3], p[2], p[1], p[0]};", "return {p[2], p[3], p[1], p[0]};"),

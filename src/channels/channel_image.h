@@ -6,10 +6,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "frame/dib.h"
+
 namespace nadiro::channels {
 
-inline constexpr uint32_t kGreyEntries = 256;
-inline constexpr size_t kChannelPixelOffset = 40 + 4 * kGreyEntries;
+inline constexpr size_t kChannelPixelOffset = dib::kInfoHeaderSize + 4 * dib::kGreyEntries;
 
 inline uint64_t channelStride(uint32_t width) { return (uint64_t{width} + 3) / 4 * 4; }
 

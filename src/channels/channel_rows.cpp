@@ -2,9 +2,6 @@
 // level in force.
 #include "channels/channel_rows.h"
 
-#include <algorithm>
-#include <atomic>
-
 namespace nadiro::channels {
 
 void split3Scalar(const uint8_t* px, uint8_t* const* out, uint32_t width) {
@@ -23,37 +20,12 @@ void merge3Scalar(const uint8_t* const* in, uint8_t* dst, uint32_t width) {
   }
 }
 
-namespace {
-
-constexpr ChannelRowKernels kScalar{&split3Scalar, &merge3Scalar};
-
-const ChannelRowKernels* tableFor(CpuLevel level) {
-  const CpuLevel wanted = std::min(level, cpuBestLevel());
-  // The AVX2 kernels serve the AVX-512 level too.
-  if (wanted >= CpuLevel::Avx2 && avx2ChannelRowKernels()) return avx2ChannelRowKernels();
-  return &kScalar;
-}
-
-std::atomic<const ChannelRowKernels*>& active() {
-  static std::atomic<const ChannelRowKernels*> table{tableFor(cpuLevel())};
-  return table;
-}
-
-}  // namespace
-
-const ChannelRowKernels& channelRowKernels() {
-  return *active().load(std::memory_order_relaxed);
-}
-
-const ChannelRowKernels& channelRowKernelsAt(CpuLevel level) {
-  return *tableFor(level);
-}
-
-ScopedChannelLevel::ScopedChannelLevel(CpuLevel level)
-    : previous_(active().exchange(tableFor(level))) {}
-
-ScopedChannelLevel::~ScopedChannelLevel() {
-  active().store(previous_);
+// The AVX2 kernels serve the AVX-512 level too.
+KernelLevels<ChannelRowKernels>& channelRowLevels() {
+  static constexpr ChannelRowKernels kScalar{&split3Scalar, &merge3Scalar};
+  static KernelLevels<ChannelRowKernels> levels(
+      {[]() { return &kScalar; }, nullptr, &avx2ChannelRowKernels, nullptr});
+  return levels;
 }
 
 }  // namespace nadiro::channels

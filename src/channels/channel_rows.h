@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "frame/cpu.h"
+#include "frame/dispatch.h"
 
 namespace nadiro::channels {
 
@@ -18,22 +18,14 @@ struct ChannelRowKernels {
   void (*merge3)(const uint8_t* const* in, uint8_t* dst, uint32_t width);
 };
 
+// The tables of every level (frame/dispatch.h).
+KernelLevels<ChannelRowKernels>& channelRowLevels();
 // The kernels of the level in force.
-const ChannelRowKernels& channelRowKernels();
-// The kernels of `level` (a level the processor lacks gives its best).
-const ChannelRowKernels& channelRowKernelsAt(CpuLevel level);
-
+inline const ChannelRowKernels& channelRowKernels() {
+  return channelRowLevels().active();
+}
 // Makes split and merge use the kernels of `level` while it lives.
-class ScopedChannelLevel {
- public:
-  explicit ScopedChannelLevel(CpuLevel level);
-  ~ScopedChannelLevel();
-  ScopedChannelLevel(const ScopedChannelLevel&) = delete;
-  ScopedChannelLevel& operator=(const ScopedChannelLevel&) = delete;
-
- private:
-  const ChannelRowKernels* previous_;
-};
+using ScopedChannelLevel = ScopedLevel<ChannelRowKernels, channelRowLevels>;
 
 // The vector table, defined in its level's file (null off x86).
 const ChannelRowKernels* avx2ChannelRowKernels();

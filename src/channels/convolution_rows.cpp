@@ -3,7 +3,6 @@
 #include "channels/convolution_rows.h"
 
 #include <algorithm>
-#include <atomic>
 
 namespace nadiro::channels {
 
@@ -45,35 +44,14 @@ void filterRowScalar(const RowFilter& f, const int16_t* const* rows, const uint8
   filterColumnsScalar(f, rows, src, dst, 0, width);
 }
 
-constexpr ConvolutionKernels kScalar{&lumaRowScalar, &meanRowScalar, &filterRowScalar};
-
-const ConvolutionKernels* tableFor(CpuLevel level) {
-  const CpuLevel wanted = std::min(level, cpuBestLevel());
-  // The AVX2 kernels serve the AVX-512 level too.
-  if (wanted >= CpuLevel::Avx2 && avx2ConvolutionKernels()) return avx2ConvolutionKernels();
-  return &kScalar;
-}
-
-std::atomic<const ConvolutionKernels*>& active() {
-  static std::atomic<const ConvolutionKernels*> table{tableFor(cpuLevel())};
-  return table;
-}
-
 }  // namespace
 
-const ConvolutionKernels& convolutionKernels() {
-  return *active().load(std::memory_order_relaxed);
-}
-
-const ConvolutionKernels& convolutionKernelsAt(CpuLevel level) {
-  return *tableFor(level);
-}
-
-ScopedConvolutionLevel::ScopedConvolutionLevel(CpuLevel level)
-    : previous_(active().exchange(tableFor(level))) {}
-
-ScopedConvolutionLevel::~ScopedConvolutionLevel() {
-  active().store(previous_);
+// The AVX2 kernels serve the AVX-512 level too.
+KernelLevels<ConvolutionKernels>& convolutionLevels() {
+  static constexpr ConvolutionKernels kScalar{&lumaRowScalar, &meanRowScalar, &filterRowScalar};
+  static KernelLevels<ConvolutionKernels> levels(
+      {[]() { return &kScalar; }, nullptr, &avx2ConvolutionKernels, nullptr});
+  return levels;
 }
 
 }  // namespace nadiro::channels

@@ -6,11 +6,12 @@
 
 #include <cstdint>
 
-#include "frame/cpu.h"
+#include "channels/convolution_engine.h"
+#include "frame/dispatch.h"
 
 namespace nadiro::channels {
 
-inline constexpr int32_t kMaxTaps = 49;
+inline constexpr int32_t kMaxTaps = kMaxKernelSize * kMaxKernelSize;
 
 // One output row of the filter. The sums are 16-bit and wrap, so the order
 // the taps are added in does not change them.
@@ -44,23 +45,14 @@ struct ConvolutionKernels {
                     uint8_t* dst, uint32_t width);
 };
 
+// The tables of every level (frame/dispatch.h).
+KernelLevels<ConvolutionKernels>& convolutionLevels();
 // The kernels of the level in force.
-const ConvolutionKernels& convolutionKernels();
-// The kernels of `level` (a level the processor lacks gives its best).
-const ConvolutionKernels& convolutionKernelsAt(CpuLevel level);
-
-// Makes the convolution use the kernels of `level` while it lives, so that
-// tests and benchmarks can set the levels side by side in one process.
-class ScopedConvolutionLevel {
- public:
-  explicit ScopedConvolutionLevel(CpuLevel level);
-  ~ScopedConvolutionLevel();
-  ScopedConvolutionLevel(const ScopedConvolutionLevel&) = delete;
-  ScopedConvolutionLevel& operator=(const ScopedConvolutionLevel&) = delete;
-
- private:
-  const ConvolutionKernels* previous_;
-};
+inline const ConvolutionKernels& convolutionKernels() {
+  return convolutionLevels().active();
+}
+// Makes the convolution use the kernels of `level` while it lives.
+using ScopedConvolutionLevel = ScopedLevel<ConvolutionKernels, convolutionLevels>;
 
 // The vector table, defined in its level's file (null off x86).
 const ConvolutionKernels* avx2ConvolutionKernels();

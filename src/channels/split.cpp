@@ -2,7 +2,6 @@
 // colour models and handed back as one 8-bit greyscale image per component.
 // Each row is converted into the model's pixels (reversed, as images store
 // them) and its bytes go straight into the channel rows.
-#include <array>
 #include <cassert>
 #include <cstring>
 #include <optional>
@@ -22,14 +21,6 @@ namespace nadiro::channels {
 namespace {
 
 constexpr uint32_t kMaxChannels = 4;
-
-// Entry i is (i, i, i, 0).
-constexpr std::array<uint8_t, 4 * kGreyEntries> kGreyTable = [] {
-  std::array<uint8_t, 4 * kGreyEntries> t{};
-  for (uint32_t i = 0; i < kGreyEntries; ++i)
-    t[4 * i] = t[4 * i + 1] = t[4 * i + 2] = static_cast<uint8_t>(i);
-  return t;
-}();
 
 // Copies byte 2, 1, 0 and 3 of every 4-byte pixel of one row into channel
 // rows 1, 2, 3 and 4.
@@ -55,9 +46,9 @@ void writeChannelHeader(uint8_t* block, int32_t width, int32_t height, int32_t x
                                           static_cast<uint32_t>(height)),
        .xPelsPerMeter = xRes,
        .yPelsPerMeter = yRes,
-       .clrUsed = kGreyEntries,
-       .clrImportant = kGreyEntries},
-      kGreyTable);
+       .clrUsed = dib::kGreyEntries,
+       .clrImportant = dib::kGreyEntries},
+      dib::greyPalette());
 }
 
 void splitRows(const SplitSource& source, uint8_t* converted, uint8_t* const* channels,

@@ -11,6 +11,7 @@
 // linkage, so no copy built for a wider level can stand in for another.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -121,23 +122,6 @@ NADIRO_LANES_INLINE void loadThroughTables(const uint8_t* src, const LaneTables&
   }
 }
 
-template <int N, Order kOrder>
-NADIRO_LANES_INLINE void loadTriples(const uint8_t* src, const LaneTables& t, Scale s0, Scale s1,
-                                     Scale s2, typename Lanes<N>::D& a, typename Lanes<N>::D& b,
-                                     typename Lanes<N>::D& c) {
-  loadThroughTables<N, kOrder>(src, t, s0, s1, s2, a, b, c);
-}
-
-template <int N, Order kOrder>
-NADIRO_LANES_INLINE void storeTriples(uint8_t* dst, typename Lanes<N>::I a, typename Lanes<N>::I b,
-                                      typename Lanes<N>::I c) {
-  for (int k = 0; k < N; ++k, dst += 3) {
-    dst[slot<kOrder>(0, 3)] = static_cast<uint8_t>(a[k]);
-    dst[slot<kOrder>(1, 3)] = static_cast<uint8_t>(b[k]);
-    dst[slot<kOrder>(2, 3)] = static_cast<uint8_t>(c[k]);
-  }
-}
-
 #if defined(__AVX2__)
 // Four records with whole-vector moves: one 16-byte load (the row loop keeps
 // 8 bytes of input beyond every block), each component's four bytes spread
@@ -181,33 +165,6 @@ NADIRO_LANES_INLINE void storeTriples4(uint8_t* dst, Int4 a, Int4 b, Int4 c) {
   _mm_storel_epi64(reinterpret_cast<__m128i*>(dst), out);
   const auto tail = static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_srli_si128(out, 8)));
   for (int k = 0; k < 4; ++k) dst[8 + k] = static_cast<uint8_t>(tail >> (8 * k));
-}
-
-template <>
-NADIRO_LANES_INLINE void loadTriples<4, Order::Reversed>(const uint8_t* src, const LaneTables& t,
-                                                         Scale s0, Scale s1, Scale s2, Double4& a,
-                                                         Double4& b, Double4& c) {
-  // Byte scalings go through the tables: cheaper than dividing in the vector.
-  if (s0 != Scale::Byte || s1 != Scale::Byte || s2 != Scale::Byte)
-    return loadThroughTables<4, Order::Reversed>(src, t, s0, s1, s2, a, b, c);
-  loadTriples4<Order::Reversed>(src, s0, s1, s2, a, b, c);
-}
-template <>
-NADIRO_LANES_INLINE void loadTriples<4, Order::Model>(const uint8_t* src, const LaneTables& t,
-                                                      Scale s0, Scale s1, Scale s2, Double4& a,
-                                                      Double4& b, Double4& c) {
-  // Byte scalings go through the tables: cheaper than dividing in the vector.
-  if (s0 != Scale::Byte || s1 != Scale::Byte || s2 != Scale::Byte)
-    return loadThroughTables<4, Order::Model>(src, t, s0, s1, s2, a, b, c);
-  loadTriples4<Order::Model>(src, s0, s1, s2, a, b, c);
-}
-template <>
-NADIRO_LANES_INLINE void storeTriples<4, Order::Reversed>(uint8_t* dst, Int4 a, Int4 b, Int4 c) {
-  storeTriples4<Order::Reversed>(dst, a, b, c);
-}
-template <>
-NADIRO_LANES_INLINE void storeTriples<4, Order::Model>(uint8_t* dst, Int4 a, Int4 b, Int4 c) {
-  storeTriples4<Order::Model>(dst, a, b, c);
 }
 #endif
 
@@ -258,41 +215,77 @@ NADIRO_LANES_INLINE void storeTriples8(uint8_t* dst, Int8 a, Int8 b, Int8 c) {
   _mm_storel_epi64(reinterpret_cast<__m128i*>(dst + 16),
                    _mm512_cvtepi32_epi8(_mm512_permutex2var_epi32(p, second, q)));
 }
-
-template <>
-NADIRO_LANES_INLINE void loadTriples<8, Order::Reversed>(const uint8_t* src, const LaneTables&,
-                                                         Scale s0, Scale s1, Scale s2, Double8& a,
-                                                         Double8& b, Double8& c) {
-  // Byte scalings go through the tables: cheaper than dividing in the vector.
-  loadTriples8<Order::Reversed>(src, s0, s1, s2, a, b, c);
-}
-template <>
-NADIRO_LANES_INLINE void loadTriples<8, Order::Model>(const uint8_t* src, const LaneTables&,
-                                                      Scale s0, Scale s1, Scale s2, Double8& a,
-                                                      Double8& b, Double8& c) {
-  // Byte scalings go through the tables: cheaper than dividing in the vector.
-  loadTriples8<Order::Model>(src, s0, s1, s2, a, b, c);
-}
-template <>
-NADIRO_LANES_INLINE void storeTriples<8, Order::Reversed>(uint8_t* dst, Int8 a, Int8 b, Int8 c) {
-  storeTriples8<Order::Reversed>(dst, a, b, c);
-}
-template <>
-NADIRO_LANES_INLINE void storeTriples<8, Order::Model>(uint8_t* dst, Int8 a, Int8 b, Int8 c) {
-  storeTriples8<Order::Model>(dst, a, b, c);
-}
 #endif
 
-// --- Members: each Block<N>() converts N records of three bytes. ----------
+// Reads N three-byte records as doubles scaled by s0, s1, s2: at the avx512
+// level with whole-vector moves, at the avx2 level so when every scaling is
+// Byte (other scalings go through the tables there: cheaper than dividing in
+// the vector), else through the tables.
+template <int N, Order kOrder>
+NADIRO_LANES_INLINE void loadTriples(const uint8_t* src, const LaneTables& t, Scale s0, Scale s1,
+                                     Scale s2, typename Lanes<N>::D& a, typename Lanes<N>::D& b,
+                                     typename Lanes<N>::D& c) {
+#if defined(__AVX512F__) && defined(__AVX512BW__) && defined(__AVX512VL__)
+  if constexpr (N == 8) return loadTriples8<kOrder>(src, s0, s1, s2, a, b, c);
+#endif
+#if defined(__AVX2__)
+  if constexpr (N == 4)
+    if (s0 == Scale::Byte && s1 == Scale::Byte && s2 == Scale::Byte)
+      return loadTriples4<kOrder>(src, s0, s1, s2, a, b, c);
+#endif
+  loadThroughTables<N, kOrder>(src, t, s0, s1, s2, a, b, c);
+}
 
-// RGB to HSV (rgbToHsv, HSV::out).
-struct RgbToHsv {
+template <int N, Order kOrder>
+NADIRO_LANES_INLINE void storeTriples(uint8_t* dst, typename Lanes<N>::I a, typename Lanes<N>::I b,
+                                      typename Lanes<N>::I c) {
+#if defined(__AVX512F__) && defined(__AVX512BW__) && defined(__AVX512VL__)
+  if constexpr (N == 8) return storeTriples8<kOrder>(dst, a, b, c);
+#endif
+#if defined(__AVX2__)
+  if constexpr (N == 4) return storeTriples4<kOrder>(dst, a, b, c);
+#endif
+  for (int k = 0; k < N; ++k, dst += 3) {
+    dst[slot<kOrder>(0, 3)] = static_cast<uint8_t>(a[k]);
+    dst[slot<kOrder>(1, 3)] = static_cast<uint8_t>(b[k]);
+    dst[slot<kOrder>(2, 3)] = static_cast<uint8_t>(c[k]);
+  }
+}
+
+// --- Members: each block<N>() converts N records of three bytes. ----------
+
+// How a member reads its three bytes: each one's scaling, and whether through
+// the tables at every level (loadThroughTables).
+struct Reading {
+  Scale s0, s1, s2;
+  bool tables;
+};
+
+// A member whose bytes are the three values of Member::values<N> truncated
+// (toByte).
+template <class Member, Reading kIn>
+struct Truncated {
   template <int N, Order kOrder>
   NADIRO_LANES_INLINE static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
     using L = Lanes<N>;
-    using D = typename L::D;
-    D r, g, b;
-    loadTriples<N, kOrder>(src, t, Scale::Unit, Scale::Unit, Scale::Unit, r, g, b);
+    typename L::D a, b, c;
+    if constexpr (kIn.tables)
+      loadThroughTables<N, kOrder>(src, t, kIn.s0, kIn.s1, kIn.s2, a, b, c);
+    else
+      loadTriples<N, kOrder>(src, t, kIn.s0, kIn.s1, kIn.s2, a, b, c);
+    const auto [x, y, z] = Member::template values<N>(a, b, c);
+    storeTriples<N, kOrder>(dst, L::toByte(x), L::toByte(y), L::toByte(z));
+  }
+};
+
+inline constexpr Reading kUnits{Scale::Unit, Scale::Unit, Scale::Unit, false};
+inline constexpr Reading kUnitsFromTables{Scale::Unit, Scale::Unit, Scale::Unit, true};
+
+// RGB to HSV (rgbToHsv, HSV::out).
+struct RgbToHsv : Truncated<RgbToHsv, kUnits> {
+  template <int N, class D = typename Lanes<N>::D>
+  NADIRO_LANES_INLINE static std::array<D, 3> values(D r, D g, D b) {
+    using L = Lanes<N>;
     const D zero = L::splat(0.0);
     const D mx = L::max3(r, g, b);
     const D mn = L::min3(r, g, b);
@@ -309,19 +302,15 @@ struct RgbToHsv {
     const auto black = mx == zero;
     h = black ? L::splat(-1.0) : h;
     const D sat = black ? zero : s;
-    storeTriples<N, kOrder>(dst, L::toByte(h * 255.0 / 360.0), L::toByte(sat * 255.0),
-                            L::toByte(mx * 255.0));
+    return {h * 255.0 / 360.0, sat * 255.0, mx * 255.0};
   }
 };
 
 // RGB to the double-cone model (rgbToHsi, HSI::out).
-struct RgbToHsi {
-  template <int N, Order kOrder>
-  NADIRO_LANES_INLINE static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+struct RgbToHsi : Truncated<RgbToHsi, kUnits> {
+  template <int N, class D = typename Lanes<N>::D>
+  NADIRO_LANES_INLINE static std::array<D, 3> values(D r, D g, D b) {
     using L = Lanes<N>;
-    using D = typename L::D;
-    D r, g, b;
-    loadTriples<N, kOrder>(src, t, Scale::Unit, Scale::Unit, Scale::Unit, r, g, b);
     const D zero = L::splat(0.0), one = L::splat(1.0), half = L::splat(0.5);
     const D mx = L::max3(r, g, b);
     const D mn = L::min3(r, g, b);
@@ -340,19 +329,15 @@ struct RgbToHsi {
     h = h * 60.0;
     h = h < zero ? h + 360.0 : h;
     h = flat ? zero : h;
-    storeTriples<N, kOrder>(dst, L::toByte(h * 255.0 / 360.0), L::toByte(s * 255.0),
-                            L::toByte(l * 255.0));
+    return {h * 255.0 / 360.0, s * 255.0, l * 255.0};
   }
 };
 
 // The double-cone model back to RGB (HSI::in, hsiToRgb, RGB::out).
-struct HsiToRgb {
-  template <int N, Order kOrder>
-  NADIRO_LANES_INLINE static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
+struct HsiToRgb : Truncated<HsiToRgb, Reading{Scale::Hue, Scale::Unit, Scale::Unit, false}> {
+  template <int N, class D = typename Lanes<N>::D>
+  NADIRO_LANES_INLINE static std::array<D, 3> values(D h, D s, D l) {
     using L = Lanes<N>;
-    using D = typename L::D;
-    D h, s, l;
-    loadTriples<N, kOrder>(src, t, Scale::Hue, Scale::Unit, Scale::Unit, h, s, l);
     const D zero = L::splat(0.0), one = L::splat(1.0), half = L::splat(0.5);
     const auto low = h < L::splat(120.0), mid = h < L::splat(240.0);
     D r = low ? (120.0 - h) / 60.0 : (mid ? zero : (h - 240.0) / 60.0);
@@ -368,56 +353,40 @@ struct HsiToRgb {
     const D lr = dark ? l * r : (1.0 - l) * r + 2.0 * l - 1.0;
     const D lg = dark ? l * g : (1.0 - l) * g + 2.0 * l - 1.0;
     const D lb = dark ? l * b : (1.0 - l) * b + 2.0 * l - 1.0;
-    storeTriples<N, kOrder>(dst, L::toByte(lr * 255.0), L::toByte(lg * 255.0),
-                            L::toByte(lb * 255.0));
+    return {lr * 255.0, lg * 255.0, lb * 255.0};
   }
 };
 
 // RGB to YUV (rgbToYuv, YUV::out).
-struct RgbToYuv {
-  template <int N, Order kOrder>
-  NADIRO_LANES_INLINE static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
-    using L = Lanes<N>;
-    using D = typename L::D;
-    D r, g, b;
-    loadThroughTables<N, kOrder>(src, t, Scale::Unit, Scale::Unit, Scale::Unit, r, g, b);
+struct RgbToYuv : Truncated<RgbToYuv, kUnitsFromTables> {
+  template <int N, class D = typename Lanes<N>::D>
+  NADIRO_LANES_INLINE static std::array<D, 3> values(D r, D g, D b) {
     const D y = 0.299 * r + 0.587 * g + 0.114 * b;
     const D u = -0.14713 * r - 0.28886 * g + 0.436 * b;
     const D v = 0.615 * r - 0.51499 * g - 0.10001 * b;
-    storeTriples<N, kOrder>(dst, L::toByte(y * 255.0), L::toByte((u + 0.436) * 255.0 / 0.872),
-                            L::toByte((v + 0.615) * 255.0 / 1.23));
+    return {y * 255.0, (u + 0.436) * 255.0 / 0.872, (v + 0.615) * 255.0 / 1.23};
   }
 };
 
 // RGB to YIQ (rgbToYiq, YIQ::out).
-struct RgbToYiq {
-  template <int N, Order kOrder>
-  NADIRO_LANES_INLINE static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
-    using L = Lanes<N>;
-    using D = typename L::D;
-    D r, g, b;
-    loadThroughTables<N, kOrder>(src, t, Scale::Unit, Scale::Unit, Scale::Unit, r, g, b);
+struct RgbToYiq : Truncated<RgbToYiq, kUnitsFromTables> {
+  template <int N, class D = typename Lanes<N>::D>
+  NADIRO_LANES_INLINE static std::array<D, 3> values(D r, D g, D b) {
     const D y = 0.299 * r + 0.587 * g + 0.114 * b;
     const D i = 0.595716 * r - 0.274453 * g - 0.321263 * b;
     const D q = 0.211456 * r - 0.522591 * g + 0.311135 * b;
-    storeTriples<N, kOrder>(dst, L::toByte(y * 255.0), L::toByte((i + 0.5957) * 255.0 / 1.1914),
-                            L::toByte((q + 0.5226) * 255.0 / 1.0452));
+    return {y * 255.0, (i + 0.5957) * 255.0 / 1.1914, (q + 0.5226) * 255.0 / 1.0452};
   }
 };
 
 // RGB to XYZ (rgbToXyz, XYZ::out).
-struct RgbToXyz {
-  template <int N, Order kOrder>
-  NADIRO_LANES_INLINE static void block(const uint8_t* src, uint8_t* dst, const LaneTables& t) {
-    using L = Lanes<N>;
-    using D = typename L::D;
-    D r, g, b;
-    loadThroughTables<N, kOrder>(src, t, Scale::Unit, Scale::Unit, Scale::Unit, r, g, b);
+struct RgbToXyz : Truncated<RgbToXyz, kUnitsFromTables> {
+  template <int N, class D = typename Lanes<N>::D>
+  NADIRO_LANES_INLINE static std::array<D, 3> values(D r, D g, D b) {
     const D x = 0.6068909 * r + 0.1735011 * g + 0.200348 * b;
     const D y = 0.2989164 * r + 0.586599 * g + 0.1144845 * b;
     const D z = 0.0660957 * g + 1.1162243 * b;
-    storeTriples<N, kOrder>(dst, L::toByte(x * 255.0 / 0.9807), L::toByte(y * 255.0),
-                            L::toByte(z * 255.0 / 1.18232));
+    return {x * 255.0 / 0.9807, y * 255.0, z * 255.0 / 1.18232};
   }
 };
 
@@ -561,7 +530,8 @@ void put(LaneKernels& k, size_t from, size_t to) {
 }
 
 template <int N>
-void fillLaneKernels(LaneKernels& k) {
+LaneKernels laneKernels() {
+  LaneKernels k;
   put<RgbToHsv, N>(k, NADIRO_MODEL_RGB, NADIRO_MODEL_HSV);
   put<RgbToHsi, N>(k, NADIRO_MODEL_RGB, NADIRO_MODEL_HSI);
   put<HsiToRgb, N>(k, NADIRO_MODEL_HSI, NADIRO_MODEL_RGB);
@@ -574,6 +544,7 @@ void fillLaneKernels(LaneKernels& k) {
     k.image[from][to] = &complementRow;
     k.buffer[from][to] = &complementRow;
   }
+  return k;
 }
 
 #undef NADIRO_LANES_INLINE

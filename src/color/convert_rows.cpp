@@ -26,17 +26,8 @@ std::array<double, kCbrtSeeds> cbrtSeeds() {
   return t;
 }
 
-using LevelTables = std::array<LaneKernels, 4>;
-
-// Only the levels the processor runs are filled.
-LevelTables buildLevels() {
-  LevelTables levels{};
-  const auto best = static_cast<int>(cpuBestLevel());
-  if (best >= static_cast<int>(CpuLevel::Sse2)) fillSse2Kernels(levels[1]);
-  if (best >= static_cast<int>(CpuLevel::Avx2)) fillAvx2Kernels(levels[2]);
-  if (best >= static_cast<int>(CpuLevel::Avx512)) fillAvx512Kernels(levels[3]);
-  return levels;
-}
+// The scalar level has no vector kernels.
+constexpr LaneKernels kScalar{};
 
 }  // namespace
 
@@ -48,9 +39,10 @@ const LaneTables& laneTables() {
 }
 
 RowKernel laneRowKernel(CpuLevel level, int32_t from, int32_t to, Order order) {
-  static const LevelTables levels = buildLevels();
+  static const KernelLevels<LaneKernels> levels(
+      {[]() { return &kScalar; }, &sse2LaneKernels, &avx2LaneKernels, &avx512LaneKernels});
   if (from < 1 || from > kModelCount || to < 1 || to > kModelCount) return nullptr;
-  const LaneKernels& k = levels[static_cast<size_t>(level)];
+  const LaneKernels& k = levels.at(level);
   const auto f = static_cast<size_t>(from), t = static_cast<size_t>(to);
   return order == Order::Reversed ? k.image[f][t] : k.buffer[f][t];
 }

@@ -9,7 +9,7 @@
 
 #include "color/models.h"
 #include "color/pixel_walk.h"
-#include "frame/cpu.h"
+#include "frame/dispatch.h"
 
 namespace nadiro::color {
 
@@ -40,13 +40,15 @@ inline constexpr int kCbrtSeeds =
     -kCbrtSeedLowExponent * (1 << kCbrtSeedBits) + (1 << kCbrtSeedBits);
 const LaneTables& laneTables();
 
-// Each instruction-set file fills its level's table.
-void fillSse2Kernels(LaneKernels& kernels);
-void fillAvx2Kernels(LaneKernels& kernels);
-void fillAvx512Kernels(LaneKernels& kernels);
+// Each instruction-set file's table, asked only of levels the processor
+// runs (frame/dispatch.h).
+const LaneKernels* sse2LaneKernels();
+const LaneKernels* avx2LaneKernels();
+const LaneKernels* avx512LaneKernels();
 
 // The vector kernel of `level` for the pair (ids 1..10), or null when the
-// level is scalar, the processor lacks it, or the pair has none.
+// level is scalar or the pair has none (a level the processor lacks gives
+// its best).
 RowKernel laneRowKernel(CpuLevel level, int32_t from, int32_t to, Order order);
 
 // The scalar reference kernel of the pair (what rowKernelFor gives at the

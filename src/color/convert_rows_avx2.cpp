@@ -3,8 +3,9 @@
 
 namespace nadiro::color {
 
-void fillAvx2Kernels(LaneKernels& kernels) {
-  fillLaneKernels<4>(kernels);
+const LaneKernels* avx2LaneKernels() {
+  static const LaneKernels kernels = laneKernels<4>();
+  return &kernels;
 }
 
 }  // namespace nadiro::color

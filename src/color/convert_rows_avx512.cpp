@@ -9,8 +9,9 @@
 
 namespace nadiro::color {
 
-void fillAvx512Kernels(LaneKernels& kernels) {
-  fillLaneKernels<8>(kernels);
+const LaneKernels* avx512LaneKernels() {
+  static const LaneKernels kernels = laneKernels<8>();
+  return &kernels;
 }
 
 }  // namespace nadiro::color

@@ -3,8 +3,9 @@
 
 namespace nadiro::color {
 
-void fillSse2Kernels(LaneKernels& kernels) {
-  fillLaneKernels<2>(kernels);
+const LaneKernels* sse2LaneKernels() {
+  static const LaneKernels kernels = laneKernels<2>();
+  return &kernels;
 }
 
 }  // namespace nadiro::color

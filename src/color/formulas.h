@@ -15,15 +15,16 @@
 
 namespace nadiro::color {
 
-// A core colour triple in the model's component order (R, G, B; H, S, V; ...).
-struct Triple {
+// A colour of a three-component model as doubles, in the model's component
+// order (R, G, B; H, S, V; ...).
+struct Color3 {
   double a = 0.0;
   double b = 0.0;
   double c = 0.0;
 };
 
 // Core CMYK, each ink in 0..1.
-struct Quad {
+struct Cmyk {
   double c = 0.0;
   double m = 0.0;
   double y = 0.0;
@@ -78,11 +79,11 @@ inline double min3(double x, double y, double z) {
 // ---------------------------------------------------------------------------
 
 // Hue in degrees 0..360 (-1 for black), saturation and value 0..1.
-inline Triple rgbToHsv(Triple rgb) {
+inline Color3 rgbToHsv(Color3 rgb) {
   const double r = rgb.a, g = rgb.b, b = rgb.c;
   const double mx = max3(r, g, b);
   const double mn = min3(r, g, b);
-  Triple out;
+  Color3 out;
   out.c = mx;
   if (mx == 0.0) {
     out.b = 0.0;
@@ -109,7 +110,7 @@ inline Triple rgbToHsv(Triple rgb) {
 
 // Writes the colour of a hue sextant into rgb and clamps it. A negative hue
 // falls into no sextant: rgb keeps what it held (then is clamped).
-inline void hsvToRgb(Triple hsv, Triple& rgb) {
+inline void hsvToRgb(Color3 hsv, Color3& rgb) {
   const double s = hsv.b, v = hsv.c;
   double h = hsv.a / 60.0;
   if (h == 6.0) h = 0.0;
@@ -135,11 +136,11 @@ inline void hsvToRgb(Triple hsv, Triple& rgb) {
 // The double-cone hue/saturation/lightness model: third component
 // (max + min) / 2. Outside 0 < L < 1 the saturation formula is skipped and
 // the saturation stays 0 (only reachable from unclamped chained inputs).
-inline Triple rgbToHsi(Triple rgb) {
+inline Color3 rgbToHsi(Color3 rgb) {
   const double r = rgb.a, g = rgb.b, b = rgb.c;
   const double mx = max3(r, g, b);
   const double mn = min3(r, g, b);
-  Triple out;
+  Color3 out;
   const double l = (mx + mn) / 2.0;
   out.c = l;
   out.a = 0.0;
@@ -162,7 +163,7 @@ inline Triple rgbToHsi(Triple rgb) {
   return out;
 }
 
-inline Triple hsiToRgb(Triple hsi) {
+inline Color3 hsiToRgb(Color3 hsi) {
   const double h = hsi.a, s = hsi.b, l = hsi.c;
   double r, g, b;
   if (h < 120.0) {
@@ -189,35 +190,35 @@ inline Triple hsiToRgb(Triple hsi) {
           (1.0 - l) * b + 2.0 * l - 1.0};
 }
 
-inline Triple rgbToYiq(Triple rgb) {
+inline Color3 rgbToYiq(Color3 rgb) {
   const double r = rgb.a, g = rgb.b, b = rgb.c;
   return {0.299 * r + 0.587 * g + 0.114 * b, 0.595716 * r - 0.274453 * g - 0.321263 * b,
           0.211456 * r - 0.522591 * g + 0.311135 * b};
 }
 
-inline Triple yiqToRgb(Triple yiq) {
+inline Color3 yiqToRgb(Color3 yiq) {
   const double y = yiq.a, i = yiq.b, q = yiq.c;
   return {y + 0.9563 * i + 0.621 * q, y - 0.2721 * i - 0.6474 * q, y - 1.107 * i + 1.7046 * q};
 }
 
-inline Triple rgbToYuv(Triple rgb) {
+inline Color3 rgbToYuv(Color3 rgb) {
   const double r = rgb.a, g = rgb.b, b = rgb.c;
   return {0.299 * r + 0.587 * g + 0.114 * b, -0.14713 * r - 0.28886 * g + 0.436 * b,
           0.615 * r - 0.51499 * g - 0.10001 * b};
 }
 
-inline Triple yuvToRgb(Triple yuv) {
+inline Color3 yuvToRgb(Color3 yuv) {
   const double y = yuv.a, u = yuv.b, v = yuv.c;
   return {y + 1.13983 * v, y - 0.39465 * u - 0.5806 * v, y + 2.03211 * u};
 }
 
-inline Triple rgbToXyz(Triple rgb) {
+inline Color3 rgbToXyz(Color3 rgb) {
   const double r = rgb.a, g = rgb.b, b = rgb.c;
   return {0.6068909 * r + 0.1735011 * g + 0.200348 * b,
           0.2989164 * r + 0.586599 * g + 0.1144845 * b, 0.0660957 * g + 1.1162243 * b};
 }
 
-inline Triple xyzToRgb(Triple xyz) {
+inline Color3 xyzToRgb(Color3 xyz) {
   const double x = xyz.a, y = xyz.b, z = xyz.c;
   return {clamp01(1.9099961 * x - 0.5324542 * y - 0.2882091 * z),
           clamp01(-0.9846663 * x + 1.999171 * y - 0.0283082 * z),
@@ -229,7 +230,7 @@ inline double labF(double t) { return t > 0.008856 ? std::cbrt(t) : 7.787 * t + 
 // L, a and b each scaled to about 0..1. The LAB model has its own X and Z
 // weights (0.607/0.174/0.2 over 0.981, 0.066/0.116 over 0.182), distinct from
 // the XYZ model's.
-inline Triple rgbToLab(Triple rgb) {
+inline Color3 rgbToLab(Color3 rgb) {
   const double r = rgb.a, g = rgb.b, b = rgb.c;
   const double yl = 0.299 * r + 0.587 * g + 0.114 * b;
   const double l = (yl > 0.008856 ? 116.0 * std::cbrt(yl) - 16.0 : 903.3 * yl) / 100.0;
@@ -243,7 +244,7 @@ inline Triple rgbToLab(Triple rgb) {
   return {l, a, bb};
 }
 
-inline Triple labToRgb(Triple lab) {
+inline Color3 labToRgb(Color3 lab) {
   const double fy = std::cbrt(0.01) * (100.0 * lab.a + 16.0) / 25.0;
   const double a = 233.86238849999802 * lab.b - 137.71922282212;
   const double b = 124.610613285093 * lab.c - 75.141546466834;
@@ -258,14 +259,14 @@ inline Triple labToRgb(Triple lab) {
 }
 
 // CMY and CMYK in doubles, as used inside chains. Nothing is clamped.
-inline Triple rgbToCmy(Triple rgb) { return {1.0 - rgb.a, 1.0 - rgb.b, 1.0 - rgb.c}; }
-inline Triple cmyToRgb(Triple cmy) { return {1.0 - cmy.a, 1.0 - cmy.b, 1.0 - cmy.c}; }
-inline Quad rgbToCmyk(Triple rgb) {
+inline Color3 rgbToCmy(Color3 rgb) { return {1.0 - rgb.a, 1.0 - rgb.b, 1.0 - rgb.c}; }
+inline Color3 cmyToRgb(Color3 cmy) { return {1.0 - cmy.a, 1.0 - cmy.b, 1.0 - cmy.c}; }
+inline Cmyk rgbToCmyk(Color3 rgb) {
   const double c = 1.0 - rgb.a, m = 1.0 - rgb.b, y = 1.0 - rgb.c;
   const double k = min3(c, m, y);
   return {c - k, m - k, y - k, k};
 }
-inline Triple cmykToRgb(Quad q) {
+inline Color3 cmykToRgb(Cmyk q) {
   return {1.0 - (q.c + q.k), 1.0 - (q.m + q.k), 1.0 - (q.y + q.k)};
 }
 
@@ -298,16 +299,6 @@ inline void rgbToUcrCmyk(const uint8_t* rgb, uint8_t* cmyk) {
   cmyk[1] = static_cast<uint8_t>((1.0 - clamp01(m - u)) * 255.0);
   cmyk[2] = static_cast<uint8_t>((1.0 - clamp01(y - u)) * 255.0);
   cmyk[3] = static_cast<uint8_t>((1.0 - clamp01(black)) * 255.0);
-}
-
-// Stored C, M, Y, K bytes back to R, G, B bytes. Not the exact inverse of the
-// forward rule: the stored complement bytes are read as they stand. The two
-// constants are 0.27/0.7 and 0.9/0.7 written out.
-inline void ucrCmykToRgb(const uint8_t* cmyk, uint8_t* rgb) {
-  const double k = (kUnit[cmyk[3]] + 0.3857142857142858) / 1.2857142857142858 * 0.1;
-  rgb[0] = static_cast<uint8_t>((1.0 - clamp01(kUnit[cmyk[0]] + k)) * 255.0);
-  rgb[1] = static_cast<uint8_t>((1.0 - clamp01(kUnit[cmyk[1]] + k)) * 255.0);
-  rgb[2] = static_cast<uint8_t>((1.0 - clamp01(kUnit[cmyk[2]] + k)) * 255.0);
 }
 
 }  // namespace nadiro::color

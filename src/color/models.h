@@ -36,10 +36,10 @@ namespace model {
 struct RGB {
   static constexpr int32_t kId = NADIRO_MODEL_RGB;
   static constexpr size_t kBytes = 3;
-  static Triple in(const uint8_t* v) { return {kUnit[v[0]], kUnit[v[1]], kUnit[v[2]]}; }
-  static Triple toRgb(Triple t) { return t; }
-  static Triple fromRgb(Triple t) { return t; }
-  static void out(Triple t, uint8_t* v) {
+  static Color3 in(const uint8_t* v) { return {kUnit[v[0]], kUnit[v[1]], kUnit[v[2]]}; }
+  static Color3 toRgb(Color3 t) { return t; }
+  static Color3 fromRgb(Color3 t) { return t; }
+  static void out(Color3 t, uint8_t* v) {
     v[0] = toByte(t.a * 255.0);
     v[1] = toByte(t.b * 255.0);
     v[2] = toByte(t.c * 255.0);
@@ -49,19 +49,19 @@ struct RGB {
 struct CMY {
   static constexpr int32_t kId = NADIRO_MODEL_CMY;
   static constexpr size_t kBytes = 3;
-  static Triple in(const uint8_t* v) { return RGB::in(v); }
-  static Triple toRgb(Triple t) { return cmyToRgb(t); }
-  static Triple fromRgb(Triple t) { return rgbToCmy(t); }
-  static void out(Triple t, uint8_t* v) { RGB::out(t, v); }
+  static Color3 in(const uint8_t* v) { return RGB::in(v); }
+  static Color3 toRgb(Color3 t) { return cmyToRgb(t); }
+  static Color3 fromRgb(Color3 t) { return rgbToCmy(t); }
+  static void out(Color3 t, uint8_t* v) { RGB::out(t, v); }
 };
 
 struct CMYK {
   static constexpr int32_t kId = NADIRO_MODEL_CMYK;
   static constexpr size_t kBytes = 4;
-  static Quad in(const uint8_t* v) { return {kUnit[v[0]], kUnit[v[1]], kUnit[v[2]], kUnit[v[3]]}; }
-  static Triple toRgb(Quad q) { return cmykToRgb(q); }
-  static Quad fromRgb(Triple t) { return rgbToCmyk(t); }
-  static void out(Quad q, uint8_t* v) {
+  static Cmyk in(const uint8_t* v) { return {kUnit[v[0]], kUnit[v[1]], kUnit[v[2]], kUnit[v[3]]}; }
+  static Color3 toRgb(Cmyk q) { return cmykToRgb(q); }
+  static Cmyk fromRgb(Color3 t) { return rgbToCmyk(t); }
+  static void out(Cmyk q, uint8_t* v) {
     v[0] = toByte(q.c * 255.0);
     v[1] = toByte(q.m * 255.0);
     v[2] = toByte(q.y * 255.0);
@@ -73,14 +73,14 @@ struct CMYK {
 struct HSV {
   static constexpr int32_t kId = NADIRO_MODEL_HSV;
   static constexpr size_t kBytes = 3;
-  static Triple in(const uint8_t* v) { return {kHue[v[0]], kUnit[v[1]], kUnit[v[2]]}; }
-  static Triple toRgb(Triple t) {
-    Triple rgb{};
+  static Color3 in(const uint8_t* v) { return {kHue[v[0]], kUnit[v[1]], kUnit[v[2]]}; }
+  static Color3 toRgb(Color3 t) {
+    Color3 rgb{};
     hsvToRgb(t, rgb);
     return rgb;
   }
-  static Triple fromRgb(Triple t) { return rgbToHsv(t); }
-  static void out(Triple t, uint8_t* v) {
+  static Color3 fromRgb(Color3 t) { return rgbToHsv(t); }
+  static void out(Color3 t, uint8_t* v) {
     v[0] = toByte(t.a * 255.0 / 360.0);
     v[1] = toByte(t.b * 255.0);
     v[2] = toByte(t.c * 255.0);
@@ -90,19 +90,19 @@ struct HSV {
 struct HSI {
   static constexpr int32_t kId = NADIRO_MODEL_HSI;
   static constexpr size_t kBytes = 3;
-  static Triple in(const uint8_t* v) { return HSV::in(v); }
-  static Triple toRgb(Triple t) { return hsiToRgb(t); }
-  static Triple fromRgb(Triple t) { return rgbToHsi(t); }
-  static void out(Triple t, uint8_t* v) { HSV::out(t, v); }
+  static Color3 in(const uint8_t* v) { return HSV::in(v); }
+  static Color3 toRgb(Color3 t) { return hsiToRgb(t); }
+  static Color3 fromRgb(Color3 t) { return rgbToHsi(t); }
+  static void out(Color3 t, uint8_t* v) { HSV::out(t, v); }
 };
 
 struct YIQ {
   static constexpr int32_t kId = NADIRO_MODEL_YIQ;
   static constexpr size_t kBytes = 3;
-  static Triple in(const uint8_t* v) { return {kUnit[v[0]], kYiqI[v[1]], kYiqQ[v[2]]}; }
-  static Triple toRgb(Triple t) { return yiqToRgb(t); }
-  static Triple fromRgb(Triple t) { return rgbToYiq(t); }
-  static void out(Triple t, uint8_t* v) {
+  static Color3 in(const uint8_t* v) { return {kUnit[v[0]], kYiqI[v[1]], kYiqQ[v[2]]}; }
+  static Color3 toRgb(Color3 t) { return yiqToRgb(t); }
+  static Color3 fromRgb(Color3 t) { return rgbToYiq(t); }
+  static void out(Color3 t, uint8_t* v) {
     v[0] = toByte(t.a * 255.0);
     v[1] = toByte((t.b + 0.5957) * 255.0 / 1.1914);
     v[2] = toByte((t.c + 0.5226) * 255.0 / 1.0452);
@@ -112,10 +112,10 @@ struct YIQ {
 struct YUV {
   static constexpr int32_t kId = NADIRO_MODEL_YUV;
   static constexpr size_t kBytes = 3;
-  static Triple in(const uint8_t* v) { return {kUnit[v[0]], kYuvU[v[1]], kYuvV[v[2]]}; }
-  static Triple toRgb(Triple t) { return yuvToRgb(t); }
-  static Triple fromRgb(Triple t) { return rgbToYuv(t); }
-  static void out(Triple t, uint8_t* v) {
+  static Color3 in(const uint8_t* v) { return {kUnit[v[0]], kYuvU[v[1]], kYuvV[v[2]]}; }
+  static Color3 toRgb(Color3 t) { return yuvToRgb(t); }
+  static Color3 fromRgb(Color3 t) { return rgbToYuv(t); }
+  static void out(Color3 t, uint8_t* v) {
     v[0] = toByte(t.a * 255.0);
     v[1] = toByte((t.b + 0.436) * 255.0 / 0.872);
     v[2] = toByte((t.c + 0.615) * 255.0 / 1.23);
@@ -125,10 +125,10 @@ struct YUV {
 struct XYZ {
   static constexpr int32_t kId = NADIRO_MODEL_XYZ;
   static constexpr size_t kBytes = 3;
-  static Triple in(const uint8_t* v) { return {kXyzX[v[0]], kUnit[v[1]], kXyzZ[v[2]]}; }
-  static Triple toRgb(Triple t) { return xyzToRgb(t); }
-  static Triple fromRgb(Triple t) { return rgbToXyz(t); }
-  static void out(Triple t, uint8_t* v) {
+  static Color3 in(const uint8_t* v) { return {kXyzX[v[0]], kUnit[v[1]], kXyzZ[v[2]]}; }
+  static Color3 toRgb(Color3 t) { return xyzToRgb(t); }
+  static Color3 fromRgb(Color3 t) { return rgbToXyz(t); }
+  static void out(Color3 t, uint8_t* v) {
     v[0] = toByte(t.a * 255.0 / 0.9807);
     v[1] = toByte(t.b * 255.0);
     v[2] = toByte(t.c * 255.0 / 1.18232);
@@ -138,10 +138,10 @@ struct XYZ {
 struct LAB {
   static constexpr int32_t kId = NADIRO_MODEL_LAB;
   static constexpr size_t kBytes = 3;
-  static Triple in(const uint8_t* v) { return {kUnit[v[0]], kUnit[v[1]], kLabB[v[2]]}; }
-  static Triple toRgb(Triple t) { return labToRgb(t); }
-  static Triple fromRgb(Triple t) { return rgbToLab(t); }
-  static void out(Triple t, uint8_t* v) {
+  static Color3 in(const uint8_t* v) { return {kUnit[v[0]], kUnit[v[1]], kLabB[v[2]]}; }
+  static Color3 toRgb(Color3 t) { return labToRgb(t); }
+  static Color3 fromRgb(Color3 t) { return rgbToLab(t); }
+  static void out(Color3 t, uint8_t* v) {
     v[0] = toByte(t.a * 255.0);
     v[1] = toByte(t.b * 255.0);
     v[2] = toByte(t.c * 255.0 / 1.389);

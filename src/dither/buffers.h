@@ -9,6 +9,7 @@
 #include <optional>
 #include <span>
 
+#include "frame/dib.h"
 #include "frame/guards.h"
 #include "frame/memory.h"
 
@@ -16,11 +17,11 @@ namespace nadiro::dither {
 
 // Pixel bits of a dither source start at a fixed offset by depth, whatever
 // the header's colour count says: a full 16 or 256-entry table is assumed.
-inline constexpr uint64_t kPixelOffset4 = 104;
-inline constexpr uint64_t kPixelOffset8 = 1064;
-inline constexpr uint64_t kPixelOffset24 = 40;
+inline constexpr uint64_t kPixelOffset4 = dib::kInfoHeaderSize + 4 * 16;
+inline constexpr uint64_t kPixelOffset8 = dib::kInfoHeaderSize + 4 * 256;
+inline constexpr uint64_t kPixelOffset24 = dib::kInfoHeaderSize;
 // The colour table is read as 4-byte entries (blue, green, red, reserved).
-inline constexpr size_t kColorTableOffset = 40;
+inline constexpr size_t kColorTableOffset = dib::kInfoHeaderSize;
 
 // Working rows are 16-bit entries indexable from -6 to L + 13, so that the
 // kernels' writes left and right of the row need no bounds tests.

@@ -1,8 +1,6 @@
 // The scalar row kernels and the choice of the table in force.
 #include "dither/kernels.h"
 
-#include <atomic>
-
 namespace nadiro::dither {
 
 void orderedBitsScalar(const uint8_t* px, const uint8_t* pattern, uint32_t count, uint8_t* out) {
@@ -42,43 +40,12 @@ void addChannels24Scalar(const uint8_t* bgr, uint32_t count, int16_t* red, int16
   }
 }
 
-namespace {
-
-constexpr DitherKernels kScalar{&orderedBitsScalar, &addGrey24Scalar, &setGrey24Scalar,
-                                &addChannels24Scalar};
-
-const DitherKernels* tableFor(CpuLevel level) {
-  const int wanted = static_cast<int>(level) < static_cast<int>(cpuBestLevel())
-                         ? static_cast<int>(level)
-                         : static_cast<int>(cpuBestLevel());
-  const DitherKernels* tables[] = {&kScalar, sse2DitherKernels(), avx2DitherKernels(),
-                                   avx512DitherKernels()};
-  // A level without its own table uses the next lower one.
-  for (int k = wanted; k > 0; --k)
-    if (tables[k]) return tables[k];
-  return &kScalar;
-}
-
-std::atomic<const DitherKernels*>& active() {
-  static std::atomic<const DitherKernels*> table{tableFor(cpuLevel())};
-  return table;
-}
-
-}  // namespace
-
-const DitherKernels& ditherKernels() {
-  return *active().load(std::memory_order_relaxed);
-}
-
-const DitherKernels& ditherKernelsAt(CpuLevel level) {
-  return *tableFor(level);
-}
-
-ScopedDitherLevel::ScopedDitherLevel(CpuLevel level)
-    : previous_(active().exchange(tableFor(level))) {}
-
-ScopedDitherLevel::~ScopedDitherLevel() {
-  active().store(previous_);
+KernelLevels<DitherKernels>& ditherLevels() {
+  static constexpr DitherKernels kScalar{&orderedBitsScalar, &addGrey24Scalar, &setGrey24Scalar,
+                                         &addChannels24Scalar};
+  static KernelLevels<DitherKernels> levels(
+      {[]() { return &kScalar; }, &sse2DitherKernels, &avx2DitherKernels, &avx512DitherKernels});
+  return levels;
 }
 
 }  // namespace nadiro::dither

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "frame/cpu.h"
+#include "frame/dispatch.h"
 
 namespace nadiro::dither {
 
@@ -28,23 +28,18 @@ struct DitherKernels {
                         int16_t* blue);
 };
 
+// The tables of every level (frame/dispatch.h).
+KernelLevels<DitherKernels>& ditherLevels();
 // The kernels of the level in force.
-const DitherKernels& ditherKernels();
+inline const DitherKernels& ditherKernels() {
+  return ditherLevels().active();
+}
 // The kernels of `level` (a level the processor lacks gives its best).
-const DitherKernels& ditherKernelsAt(CpuLevel level);
-
-// Makes the dithering exports use the kernels of `level` while it lives, so
-// that tests and benchmarks can set the levels side by side in one process.
-class ScopedDitherLevel {
- public:
-  explicit ScopedDitherLevel(CpuLevel level);
-  ~ScopedDitherLevel();
-  ScopedDitherLevel(const ScopedDitherLevel&) = delete;
-  ScopedDitherLevel& operator=(const ScopedDitherLevel&) = delete;
-
- private:
-  const DitherKernels* previous_;
-};
+inline const DitherKernels& ditherKernelsAt(CpuLevel level) {
+  return ditherLevels().at(level);
+}
+// Makes the dithering exports use the kernels of `level` while it lives.
+using ScopedDitherLevel = ScopedLevel<DitherKernels, ditherLevels>;
 
 // The vector tables, defined in the per-level files (null off x86).
 const DitherKernels* sse2DitherKernels();

@@ -3,11 +3,12 @@
 #include "dither/ordered.h"
 
 #include <algorithm>
-#include <cstring>
 
+#include "dither/buffers.h"
 #include "dither/kernels.h"
 #include "frame/dib.h"
 #include "frame/guards.h"
+#include "frame/open_image.h"
 #include "nadiro/nadiro.h"
 
 namespace nadiro::dither {
@@ -111,8 +112,6 @@ std::array<uint16_t, 256> firstWhiteTable(uint32_t largestEntry, uint8_t largest
 
 }  // namespace
 
-constexpr uint8_t kMonoPalette[8] = {0, 0, 0, 0, 255, 255, 255, 0};
-
 const ThresholdMatrix& orderedMatrix(uint32_t type) { return kMatrices[type]; }
 static_assert(sizeof kMatrices / sizeof kMatrices[0] == kOrderedMatrixCount);
 
@@ -159,39 +158,38 @@ using namespace nadiro;
 
 extern "C" NADIRO_API NadiroHandle NADIRO_CALL DitherOrdered(NadiroHandle image, uint32_t type) {
   if (!image || type >= dither::kOrderedMatrixCount) return nullptr;
-  LockedBlock source(image);
-  if (!source || source.size() < dib::kInfoHeaderSize) return nullptr;
-  if (dib::load<uint16_t>(source.data(), dib::kBitCount) != 8) return nullptr;
-  const auto layout = dib::measure(source.data(), source.size());
+  OpenImage source(image);
+  if (!source.hasHeader() || source.header().bitCount != 8) return nullptr;
+  const auto layout = source.layout();
   if (!layout) return nullptr;
 
   // A header whose bit count times planes is not 8 has always been refused.
   if (layout->header.planes != 1) return nullptr;
-  const auto pixels = source.bytes().subspan(static_cast<size_t>(layout->pixelOffset));
+  const auto pixels = source.block().bytes().subspan(static_cast<size_t>(layout->pixelOffset));
   const uint8_t largest =
       dither::largestPixel(pixels, layout->stride, layout->width, layout->height);
 
   const uint32_t outStride = (layout->width + 31) / 32 * 4;
   const uint64_t pixelBytes = uint64_t{outStride} * layout->height;
-  OwnedBlock made = OwnedBlock::allocate(pixelBytes + 48);
+  const std::span<const uint8_t> palette = dither::ditherPalette(1);
+  const size_t headerBytes = dib::kInfoHeaderSize + palette.size();
+  OwnedBlock made = OwnedBlock::allocate(pixelBytes + headerBytes);
   if (!made) return nullptr;
   LockedBlock out(made.get());
   if (!out) return nullptr;
   const dib::Header& h = layout->header;
-  dib::Header oh;
-  oh.width = h.width;
-  oh.height = h.height;
-  oh.planes = 1;
-  oh.bitCount = 1;
-  oh.sizeImage = static_cast<uint32_t>(pixelBytes);
-  oh.xPelsPerMeter = h.xPelsPerMeter;
-  oh.yPelsPerMeter = h.yPelsPerMeter;
-  oh.clrUsed = 2;
-  dib::writeHeader(out.data(), oh);
-  std::memcpy(out.data() + dib::kInfoHeaderSize, dither::kMonoPalette, sizeof dither::kMonoPalette);
-  dither::orderedDitherToBits(pixels, layout->stride, out.bytes().subspan(48), outStride,
+  dib::writeNewImageHeader(out.data(),
+                           {.width = h.width,
+                            .height = h.height,
+                            .bitCount = 1,
+                            .sizeImage = static_cast<uint32_t>(pixelBytes),
+                            .xPelsPerMeter = h.xPelsPerMeter,
+                            .yPelsPerMeter = h.yPelsPerMeter,
+                            .clrUsed = 2},
+                           palette);
+  dither::orderedDitherToBits(pixels, layout->stride, out.bytes().subspan(headerBytes), outStride,
                               layout->width, layout->height, dither::orderedMatrix(type), largest);
   out.unlock();
-  source.unlock();
+  source.block().unlock();
   return made.release();
 }

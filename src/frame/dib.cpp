@@ -1,6 +1,8 @@
 // Geometry and helpers of packed DIBs.
 #include "frame/dib.h"
 
+#include <array>
+
 #include "frame/guards.h"
 
 namespace nadiro::dib {
@@ -41,6 +43,16 @@ void writeNewImageHeader(uint8_t* p, Header h, std::span<const uint8_t> palette)
   h.compression = 0;
   writeHeader(p, h);
   if (!palette.empty()) std::memcpy(p + kInfoHeaderSize, palette.data(), palette.size());
+}
+
+std::span<const uint8_t> greyPalette() {
+  static constexpr auto kTable = [] {
+    std::array<uint8_t, 4 * kGreyEntries> t{};
+    for (uint32_t i = 0; i < kGreyEntries; ++i)
+      t[4 * i] = t[4 * i + 1] = t[4 * i + 2] = static_cast<uint8_t>(i);
+    return t;
+  }();
+  return kTable;
 }
 
 uint32_t dibColorCount(const uint8_t* header) {
@@ -125,17 +137,6 @@ MemHandle newFrom(MemHandle image, uint16_t bits) {
 
 MemHandle dibNew24From(MemHandle image) { return newFrom(image, 24); }
 MemHandle dibNew32From(MemHandle image) { return newFrom(image, 32); }
-
-int dibStore24From32IndexSwapped(uint8_t* dst, uint32_t index, const uint8_t* src, int32_t width) {
-  const uint32_t w = static_cast<uint32_t>(width);
-  const uint32_t stride32 = (4 * w + 3) / 4 * 4;
-  const uint32_t stride24 = (3 * (w + 1)) / 4 * 4;
-  uint8_t* target = dst + (index / stride32) * stride24 + (index % stride32) / 4 * 3;
-  target[0] = src[2];
-  target[1] = src[1];
-  target[2] = src[0];
-  return 1;
-}
 
 std::optional<uint32_t> rowStride(int32_t width, uint32_t bits) {
   if (width < 0) return std::nullopt;

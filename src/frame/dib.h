@@ -64,6 +64,11 @@ void writeHeader(uint8_t* p, const Header& h);
 // entry) right behind it; `p` holds 40 + palette bytes.
 void writeNewImageHeader(uint8_t* p, Header h, std::span<const uint8_t> palette);
 
+// The 256-entry grey colour table of 8-bit images the library makes: entry
+// i is (i, i, i, 0).
+inline constexpr uint32_t kGreyEntries = 256;
+std::span<const uint8_t> greyPalette();
+
 // Colour count: colours-used when the header is 40 bytes and it is non-zero,
 // else 2/16/256 for 1/4/8 bits and 0 for every other depth. The bit count is
 // read at offset 14 of a 40-byte header and at offset 10 of any other.
@@ -79,9 +84,6 @@ MemHandle dibDuplicate(MemHandle image);
 // A new zero-filled 24-bit (32-bit) image of the source's size, or null.
 MemHandle dibNew24From(MemHandle image);
 MemHandle dibNew32From(MemHandle image);
-// Writes 3 bytes reversed into 24-bit rows at the pixel that byte index
-// `index` of 32-bit rows of the given width addresses. Returns 1.
-int dibStore24From32IndexSwapped(uint8_t* dst, uint32_t index, const uint8_t* src, int32_t width);
 
 // Row stride ((width * bits + 31) / 32) * 4, or nothing when width is
 // negative or width * bits does not fit the 32-bit arithmetic of the format.

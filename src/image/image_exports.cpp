@@ -18,8 +18,6 @@
 namespace nadiro::image {
 namespace {
 
-constexpr uint32_t kGreyEntries = 256;
-
 // The caller's buffer shape, or a status saying why it cannot be one.
 int32_t bufferShape(int32_t width, int32_t height, size_t stride, int32_t format, int32_t order,
                     size_t bytes, BufferShape& shape) {
@@ -97,7 +95,7 @@ int32_t create(const void* pixels, size_t bytes, int32_t width, int32_t height, 
   const bool grey = shape.format == Format::kGrey;
   const uint16_t bits = grey ? 8 : 24;
   const std::optional<uint32_t> rowStride = dib::rowStride(width, bits);
-  const uint64_t offset = dib::kInfoHeaderSize + (grey ? kGreyEntries * 4 : 0);
+  const uint64_t offset = dib::kInfoHeaderSize + (grey ? dib::kGreyEntries * 4 : 0);
   if (!rowStride || !dib::blockHolds(kMaxBlockBytes, offset, *rowStride, height))
     return NADIRO_IMAGE_TOO_LARGE;
   const uint64_t imageBytes = uint64_t{*rowStride} * shape.height;
@@ -110,12 +108,9 @@ int32_t create(const void* pixels, size_t bytes, int32_t width, int32_t height, 
   header.height = height;
   header.bitCount = bits;
   header.sizeImage = static_cast<uint32_t>(imageBytes);
-  header.clrUsed = grey ? kGreyEntries : 0;
-  dib::writeHeader(locked.data(), header);
-  for (uint32_t i = 0; grey && i < kGreyEntries; ++i) {
-    uint8_t* entry = locked.data() + dib::kInfoHeaderSize + size_t{i} * 4;
-    entry[0] = entry[1] = entry[2] = static_cast<uint8_t>(i);
-  }
+  header.clrUsed = grey ? dib::kGreyEntries : 0;
+  dib::writeNewImageHeader(locked.data(), header,
+                           grey ? dib::greyPalette() : std::span<const uint8_t>{});
   packRows({static_cast<const uint8_t*>(pixels), bytes}, shape,
            {locked.bytes().subspan(static_cast<size_t>(offset)), *rowStride, bits});
   locked.unlock();

@@ -84,18 +84,9 @@ int runEngine(const Args& a) {
   if (a.has("--method") || a.has("--bits"))
     return usage("dither", "--method and --bits do not go with the engine's flags");
   EngineSettings s;
-  s.options.palette = NADIRO_PALETTE_BLACK_WHITE;
   s.options.serpentine = a.has("--serpentine");
-  s.options.space = a.has("--linear") ? NADIRO_SPACE_LINEAR : NADIRO_SPACE_SRGB;
   if (auto e = setKernel(a.value("--kernel").value_or("fs"), s)) return usage("dither", *e);
-  if (const auto spec = a.value("--palette"))
-    if (auto e = setPalette(*spec, s)) return usage("dither", *e);
-  const auto strength = parseInteger(a.value("--strength").value_or("100"), 0, 100);
-  if (!strength) return usage("dither", "--strength must be a whole number from 0 to 100");
-  s.options.strength = static_cast<uint32_t>(*strength);
-  return runImageOperation("dither", a, [&](const Dib& in, Dib& out, std::string& error) {
-    return engineDither(s, in, out, error);
-  });
+  return runEngineCommand("dither", a, s);
 }
 
 int run(std::span<const std::string> args) {

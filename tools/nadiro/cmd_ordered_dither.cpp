@@ -16,18 +16,9 @@ const char* const kMatrixNames[] = {
 // A matrix by name or file, or --palette, --strength, --linear: the engine.
 int runEngine(const Args& a) {
   EngineSettings s;
-  s.options.palette = NADIRO_PALETTE_BLACK_WHITE;
-  s.options.space = a.has("--linear") ? NADIRO_SPACE_LINEAR : NADIRO_SPACE_SRGB;
   if (auto e = setMatrix(a.value("--matrix").value_or("bluenoise"), s))
     return usage("ordered-dither", *e);
-  if (const auto spec = a.value("--palette"))
-    if (auto e = setPalette(*spec, s)) return usage("ordered-dither", *e);
-  const auto strength = parseInteger(a.value("--strength").value_or("100"), 0, 100);
-  if (!strength) return usage("ordered-dither", "--strength must be a whole number from 0 to 100");
-  s.options.strength = static_cast<uint32_t>(*strength);
-  return runImageOperation("ordered-dither", a, [&](const Dib& in, Dib& out, std::string& error) {
-    return engineDither(s, in, out, error);
-  });
+  return runEngineCommand("ordered-dither", a, s);
 }
 
 int run(std::span<const std::string> args) {

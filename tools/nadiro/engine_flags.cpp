@@ -185,6 +185,19 @@ std::optional<std::string> setMatrix(const std::string& spec, EngineSettings& s)
   return std::nullopt;
 }
 
+int runEngineCommand(const char* command, const Args& a, EngineSettings& s) {
+  s.options.palette = NADIRO_PALETTE_BLACK_WHITE;
+  s.options.space = a.has("--linear") ? NADIRO_SPACE_LINEAR : NADIRO_SPACE_SRGB;
+  if (const auto spec = a.value("--palette"))
+    if (auto e = setPalette(*spec, s)) return usage(command, *e);
+  const auto strength = parseInteger(a.value("--strength").value_or("100"), 0, 100);
+  if (!strength) return usage(command, "--strength must be a whole number from 0 to 100");
+  s.options.strength = static_cast<uint32_t>(*strength);
+  return runImageOperation(command, a, [&](const Dib& in, Dib& out, std::string& error) {
+    return engineDither(s, in, out, error);
+  });
+}
+
 bool engineDither(const EngineSettings& s, const Dib& in, Dib& out, std::string& error,
                   uint16_t bits) {
   // The engine takes top-down rows; the DIB stores them bottom-up.

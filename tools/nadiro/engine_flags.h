@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "cli.h"
 #include "image.h"
 #include "nadiro/dither_engine.h"
 
@@ -30,6 +31,12 @@ std::optional<std::string> setPalette(const std::string& spec, EngineSettings& s
 //   matrix: bluenoise, bayerN (N 2, 4, 8, 16), clusteredN (N 3..16), or a
 //           file of whole numbers, one matrix row a line
 std::optional<std::string> setMatrix(const std::string& spec, EngineSettings& s);
+
+// The flags `dither` and `ordered-dither` share, after the command's own
+// (kernel or matrix): black and white unless --palette names another,
+// --strength (0..100, 100 when not given) and --linear; then the engine over
+// the command's image. Messages name `command`.
+int runEngineCommand(const char* command, const Args& a, EngineSettings& s);
 
 // Dithers `in` into a palette picture of 1, 4 or 8 bits a pixel (the
 // palette must fit).

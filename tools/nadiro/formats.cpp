@@ -91,38 +91,17 @@ Dib orient(const Dib& in, int orientation) {
   std::memcpy(out.bytes.data() + 40, src.bytes.data() + 40, size_t{src.colours()} * 4);
   const size_t px = src.bits() / 8u;
   const int32_t ow = out.width(), oh = out.height();
+  // Orientations 2..8: the upright picture's pixel (ox, oy) is the stored
+  // one at (a, b) = (ox, oy), or (oy, ox) from 5 on, with a mirrored for 2,
+  // 3, 7 and 8 and b for 3, 4, 6 and 7.
+  constexpr bool kMirrorA[9] = {false, false, true, true, false, false, false, true, true};
+  constexpr bool kMirrorB[9] = {false, false, false, true, true, false, true, true, false};
+  const bool mirrorA = kMirrorA[orientation], mirrorB = kMirrorB[orientation];
   for (int32_t oy = 0; oy < oh; ++oy) {  // top-down rows of the upright picture
     uint8_t* dst = out.row(oh - 1 - oy);
     for (int32_t ox = 0; ox < ow; ++ox) {
-      int32_t x = ox, y = oy;
-      switch (orientation) {
-        case 2:
-          x = w - 1 - ox;
-          break;
-        case 3:
-          x = w - 1 - ox;
-          y = h - 1 - oy;
-          break;
-        case 4:
-          y = h - 1 - oy;
-          break;
-        case 5:
-          x = oy;
-          y = ox;
-          break;
-        case 6:
-          x = oy;
-          y = h - 1 - ox;
-          break;
-        case 7:
-          x = w - 1 - oy;
-          y = h - 1 - ox;
-          break;
-        case 8:
-          x = w - 1 - oy;
-          y = ox;
-          break;
-      }
+      const int32_t a = swap ? oy : ox, b = swap ? ox : oy;
+      const int32_t x = mirrorA ? w - 1 - a : a, y = mirrorB ? h - 1 - b : b;
       std::memcpy(dst + size_t(ox) * px, src.row(h - 1 - y) + size_t(x) * px, px);
     }
   }
