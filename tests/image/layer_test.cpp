@@ -67,17 +67,18 @@ TEST(ImageLayer, ImagesAreBottomUpDibs) {
   ImageHandle bgr(create({1, 2, 3}, 1, 1, NADIRO_FORMAT_BGR));  // already the stored order
   const Bytes stored = blockBytes(bgr.get());
   EXPECT_EQ(Bytes(stored.begin() + 40, stored.begin() + 43), (Bytes{1, 2, 3}));
-  ImageHandle grey(create({10, 20, 30}, 3, 1, NADIRO_FORMAT_GREY, NADIRO_BOTTOM_UP));
+  // Bottom-up grey rows are stored as they come, behind a grey table.
+  ImageHandle grey(create({10, 20, 30, 40, 50, 60}, 3, 2, NADIRO_FORMAT_GREY, NADIRO_BOTTOM_UP));
   const Bytes g = blockBytes(grey.get());
-  ASSERT_GE(g.size(), 40u + 1024 + 4);
+  ASSERT_GE(g.size(), 40u + 1024 + 8);
   EXPECT_EQ(g[14], 8);
   for (int i : {0, 1, 128, 255}) EXPECT_EQ(g[40 + 4 * i + 1], i);
-  EXPECT_EQ(g[1064 + 2], 30);
+  EXPECT_EQ(Bytes(g.begin() + 1064, g.begin() + 1072), (Bytes{10, 20, 30, 0, 40, 50, 60, 0}));
   NadiroImageInfo info{};
   ASSERT_EQ(NadiroImageGetInfo(grey.get(), &info), 0);
   EXPECT_EQ(std::vector<int32_t>(
                 {info.width, info.height, info.bitsPerPixel, info.paletteSize, info.model}),
-            std::vector<int32_t>({3, 1, 8, 256, NADIRO_MODEL_RGB}));
+            std::vector<int32_t>({3, 2, 8, 256, NADIRO_MODEL_RGB}));
 }
 
 // Images the layer did not make: a 4-bit palette image (high nibble first)
@@ -115,7 +116,7 @@ TEST(ImageLayer, OtherImagesReadAsTheirTablesAndModels) {
   }
 }
 
-TEST(ImageLayer, BadArgumentsAreRefusedAndChangeNothing) {
+TEST(ImageLayer, CreateRefusesBadArguments) {
   const Bytes px(64, 7);
   const struct {
     const void* pixels;
@@ -143,45 +144,46 @@ TEST(ImageLayer, BadArgumentsAreRefusedAndChangeNothing) {
               c.status);
     EXPECT_EQ(image, nullptr);
   }
-  ImageHandle image(create(px, 4, 4, NADIRO_FORMAT_RGBA));
-  const Bytes before = blockBytes(image.get());
-  const struct {
-    size_t bytes, stride;
-    int32_t format, status;
-  } reads[] = {{47, 0, NADIRO_FORMAT_RGB, NADIRO_IMAGE_BUFFER_TOO_SMALL},
-               {64, 0, NADIRO_FORMAT_GREY, NADIRO_IMAGE_UNSUPPORTED},
-               {64, 0, 9, NADIRO_IMAGE_BAD_ARGUMENT},
-               {64, 8, NADIRO_FORMAT_RGB, NADIRO_IMAGE_BAD_ARGUMENT}};
-  for (const auto& r : reads) {
-    Bytes out(64, 0x5A);
-    EXPECT_EQ(NadiroImageGetPixels(image.get(), out.data(), r.bytes, r.stride, r.format, 0),
-              r.status);
-    EXPECT_EQ(out, Bytes(64, 0x5A));
-  }
-  EXPECT_EQ(blockBytes(image.get()), before);
-  EXPECT_TRUE(notLocked(image.get()));
   EXPECT_EQ(NadiroImagePixelStatus(), 42u) << "read from the thread, left as it was";
   EXPECT_EQ(lastError(), 43u);
 }
 
-TEST(ImageLayer, BrokenImagesAndHandlesAreRefused) {
+// Bad arguments on a good image and broken images: the caller's buffer and
+// the image stay as they were.
+TEST(ImageLayer, ReadsRefuseBadArgumentsAndBrokenImages) {
+  const Bytes good = makeDib({.width = 4, .height = 4, .bits = 24});
+  auto edited = [&](size_t at, uint8_t value) {
+    Bytes b = good;
+    b[at] = value;
+    return b;
+  };
   const struct {
-    size_t offset;
-    uint8_t value;
-    int32_t status;
-  } edits[] = {{0, 12, NADIRO_IMAGE_MALFORMED},  // core header
-               {8, 9, NADIRO_IMAGE_MALFORMED},   // rows past the block
-               {16, 1, NADIRO_IMAGE_MALFORMED},  // run-length tag
-               {14, 16, NADIRO_IMAGE_UNSUPPORTED}};
-  for (const auto& e : edits) {
-    Bytes dib = makeDib({.width = 4, .height = 4, .bits = 24});
-    dib[e.offset] = e.value;
-    ImageHandle image(dib);
+    Bytes image;
+    size_t bytes, stride;
+    int32_t format, status;
+  } reads[] = {
+      {good, 47, 0, NADIRO_FORMAT_RGB, NADIRO_IMAGE_BUFFER_TOO_SMALL},
+      {good, 64, 0, NADIRO_FORMAT_GREY, NADIRO_IMAGE_UNSUPPORTED},
+      {good, 64, 0, 9, NADIRO_IMAGE_BAD_ARGUMENT},
+      {good, 64, 8, NADIRO_FORMAT_RGB, NADIRO_IMAGE_BAD_ARGUMENT},
+      {edited(0, 12), 64, 0, NADIRO_FORMAT_RGB, NADIRO_IMAGE_MALFORMED},  // core header
+      {edited(8, 9), 64, 0, NADIRO_FORMAT_RGB, NADIRO_IMAGE_MALFORMED},   // rows past the block
+      {edited(16, 1), 64, 0, NADIRO_FORMAT_RGB, NADIRO_IMAGE_MALFORMED},  // run-length tag
+      {edited(14, 16), 64, 0, NADIRO_FORMAT_RGB, NADIRO_IMAGE_UNSUPPORTED},
+  };
+  for (const auto& r : reads) {
+    ImageHandle image(r.image);
+    const Bytes before = blockBytes(image.get());
     Bytes out(64, 0x5A);
-    EXPECT_EQ(NadiroImageGetPixels(image.get(), out.data(), 64, 0, NADIRO_FORMAT_RGB, 0), e.status);
+    EXPECT_EQ(NadiroImageGetPixels(image.get(), out.data(), r.bytes, r.stride, r.format, 0),
+              r.status);
     EXPECT_EQ(out, Bytes(64, 0x5A));
+    EXPECT_EQ(blockBytes(image.get()), before);
     EXPECT_TRUE(notLocked(image.get()));
   }
+}
+
+TEST(ImageLayer, HandlesAndStatusTexts) {
   NadiroImageInfo info{};
   for (MemHandle bad : {MemHandle{}, garbageHandle(3)}) {
     EXPECT_EQ(NadiroImageGetInfo(bad, &info), NADIRO_IMAGE_BAD_HANDLE);
