@@ -9,6 +9,7 @@
 
 #include <functional>
 #include <string>
+#include <tuple>
 
 #include "support/images.h"
 
@@ -42,25 +43,18 @@ Bytes adjusted(const Call& call, const Bytes& bgr) {
   test::ImageHandle in(image);
   test::ImageHandle out(call(in.get()));
   const Bytes got = test::blockBytes(out.get());
-  return got.size() < 40 + bgr.size()
-             ? Bytes{}
-             : Bytes(got.begin() + 40, got.begin() + 40 + ptrdiff_t(bgr.size()));
+  if (got.size() < 40 + bgr.size()) return {};
+  return Bytes(got.begin() + 40, got.begin() + 40 + ptrdiff_t(bgr.size()));
 }
 
-
 TEST(Gamma, CurvePoints) {
-  struct Point {
-    uint8_t v;
-    uint32_t g;
-    uint8_t out;
-  };
-  for (const Point& p :
-       {Point{255, 10, 15}, Point{100, 10, 10}, Point{50, 10, 7}, Point{100, 50, 49},
-        Point{255, 50, 110}, Point{100, 200, 199}, Point{50, 500, 196}, Point{100, 100, 100},
-        Point{0, 37, 0}, Point{1, 37, 1}, Point{128, 200, 255}}) {
-    EXPECT_EQ(adjusted(gamma(p.g, p.g, p.g), {p.v, p.v, p.v}), (Bytes{p.out, p.out, p.out}))
-        << int(p.v) << " at gamma " << p.g;
-  }
+  const std::tuple<uint8_t, uint32_t, uint8_t> points[] = {
+      // value, gamma, result
+      {255, 10, 15},  {100, 10, 10},   {50, 10, 7}, {100, 50, 49}, {255, 50, 110}, {100, 200, 199},
+      {50, 500, 196}, {100, 100, 100}, {0, 37, 0},  {1, 37, 1},    {128, 200, 255}};
+  for (auto [v, g, out] : points)
+    EXPECT_EQ(adjusted(gamma(g, g, g), {v, v, v}), (Bytes{out, out, out}))
+        << int(v) << " at gamma " << g;
   // Red, green and blue each take their own curve.
   EXPECT_EQ(adjusted(gamma(10, 100, 500), {50, 100, 255}), (Bytes{196, 100, 15}));
 }
@@ -155,7 +149,6 @@ TEST(Desaturate, TableMatchesThePerPixelRule) {
     }
   EXPECT_EQ(adjusted(desaturate, pixels), want);
 }
-
 
 TEST(Adjustments, EverySettingMatchesItsDigest) {
   const struct {
