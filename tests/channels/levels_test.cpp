@@ -27,11 +27,9 @@ std::vector<Bytes> pictures(int32_t (*height)(int32_t width)) {
   std::iota(widths.begin(), widths.end(), 1);
   widths.push_back(3840);
   for (int32_t width : widths)
-    out.push_back(test::makeDib({.width = width,
-                                 .height = height(width),
-                                 .bits = 24,
-                                 .fill = width % 7 == 3 ? test::Fill::Gradient : test::Fill::Noise,
-                                 .seed = 500u + static_cast<uint32_t>(width)}));
+    out.push_back(test::makeDib({width, height(width), 24, 0, 0,
+                                 width % 7 == 3 ? test::Fill::Gradient : test::Fill::Noise,
+                                 500u + static_cast<uint32_t>(width)}));
   return out;
 }
 
