@@ -1,5 +1,4 @@
 list(APPEND NADIRO_TEST_SOURCES
-  channels/convolution_reference.cpp
   channels/channels_test.cpp
   channels/levels_test.cpp
 )
