@@ -17,7 +17,7 @@ struct FormatLayout {
 };
 constexpr std::array<FormatLayout, 4> kLayouts{{
     {Format::kGrey, 1, {0, 0, 0, 0}},
-    {Format::NADIRO_MODEL_RGB, 3, {0, 1, 2, 0}},
+    {Format::kRgb, 3, {0, 1, 2, 0}},
     {Format::kBgr, 3, {2, 1, 0, 0}},
     {Format::kRgba, 4, {0, 1, 2, 3}},
 }};

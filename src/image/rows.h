@@ -10,7 +10,7 @@
 
 namespace nadiro::image {
 
-enum class Format : int32_t { kGrey = 1, NADIRO_MODEL_RGB = 2, kBgr = 3, kRgba = 4 };
+enum class Format : int32_t { kGrey = 1, kRgb = 2, kBgr = 3, kRgba = 4 };
 
 // Bytes of one pixel of a valid format.
 size_t pixelBytes(Format format);
@@ -21,7 +21,7 @@ struct BufferShape {
   uint32_t width = 0;
   uint32_t height = 0;
   size_t stride = 0;
-  Format format = Format::NADIRO_MODEL_RGB;
+  Format format = Format::kRgb;
   bool bottomUp = false;
 };
 
