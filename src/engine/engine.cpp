@@ -128,10 +128,9 @@ struct DiffusionRow {
 // returns the error to spread, in working steps.
 struct Quantiser {
   NearestTable::Finder finder;
-  const Work* palette;
-  // The clamping choice fixed at compile time: it is on the path from one
-  // pixel to the next.
-  template <bool ClampError, typename Sum>
+  // The clamping choice and the distance weights fixed at compile time:
+  // they are on the path from one pixel to the next.
+  template <bool ClampError, const Work& W, typename Sum>
   Work quantise(const std::array<Sum, 3>& v, uint8_t& index) const {
     std::array<Sum, 3> steps;
     Work c;
@@ -139,14 +138,11 @@ struct Quantiser {
       steps[k] = v[k] >> kShareBits;
       c[k] = static_cast<int32_t>(std::clamp<Sum>(steps[k], 0, kWorkMax));
     }
-    index = finder.find(c);
-    const Work p = palette[index];
     Work e;
-    for (size_t k = 0; k < 3; ++k)
-      e[k] = (ClampError
-                  ? c[k]
-                  : static_cast<int32_t>(std::clamp<Sum>(steps[k], -kLoose, kWorkMax + kLoose))) -
-             p[k];
+    index = finder.find<W>(c, e);
+    if constexpr (!ClampError)
+      for (size_t k = 0; k < 3; ++k)
+        e[k] += static_cast<int32_t>(std::clamp<Sum>(steps[k], -kLoose, kWorkMax + kLoose)) - c[k];
     return e;
   }
 };
@@ -155,7 +151,7 @@ struct Quantiser {
 // current row ride in registers (`ahead`, pixel x + d at ahead[d - 1]
 // after each shift) so a pixel's error reaches the next pixel without a
 // store and a reload.
-template <auto Places, bool Backwards, bool ClampError>
+template <auto Places, bool Backwards, bool ClampError, const Work& W>
 void fixedRow(const DiffusionRow<BuiltInSum>& row, const Quantiser& quantiser) {
   using Sum = BuiltInSum;
   // Local copies: the index stores (bytes) may alias anything reached
@@ -181,7 +177,7 @@ void fixedRow(const DiffusionRow<BuiltInSum>& row, const Quantiser& quantiser) {
     const std::array<Sum, 3> v{here[0] + carried[0] + ahead[0][0],
                                here[1] + carried[1] + ahead[0][1],
                                here[2] + carried[2] + ahead[0][2]};
-    const Work e = quantise.quantise<ClampError>(v, r.out[x]);
+    const Work e = quantise.quantise<ClampError, W>(v, r.out[x]);
     for (int32_t d = 0; d < reach; ++d)
       for (size_t k = 0; k < 3; ++k) ahead[d][k] = ahead[d + 1][k];
     for (size_t k = 0; k < 3; ++k) ahead[reach][k] = 0;
@@ -205,7 +201,7 @@ void fixedRow(const DiffusionRow<BuiltInSum>& row, const Quantiser& quantiser) {
 
 // A caller kernel: the same walk with its taps read at run time, in 64-bit
 // sums.
-template <bool ClampError>
+template <bool ClampError, const Work& W>
 void anyRow(const DiffusionRow<CallerSum>& row, std::span<const TapPlace> places, bool backwards,
             const Quantiser& quantiser) {
   using Sum = CallerSum;
@@ -216,7 +212,7 @@ void anyRow(const DiffusionRow<CallerSum>& row, std::span<const TapPlace> places
     const uint32_t x = backwards ? r.width - 1 - i : i;
     const int32_t* here = r.line + 3 * x;
     const Sum* carried = r.rows[0] + 3 * x;
-    const Work e = quantise.quantise<ClampError, Sum>(
+    const Work e = quantise.quantise<ClampError, W, Sum>(
         {here[0] + carried[0], here[1] + carried[1], here[2] + carried[2]}, r.out[x]);
     for (size_t t = 0; t < places.size(); ++t) {
       Sum* to = r.rows[places[t].row] + 3 * (static_cast<ptrdiff_t>(x) + direction * places[t].dx);
@@ -227,25 +223,34 @@ void anyRow(const DiffusionRow<CallerSum>& row, std::span<const TapPlace> places
 
 using RowRunner = void (*)(const DiffusionRow<BuiltInSum>&, const Quantiser&, bool backwards);
 
-template <uint32_t Which, bool ClampError>
+template <uint32_t Which, bool ClampError, const Work& W>
 void builtInRow(const DiffusionRow<BuiltInSum>& r, const Quantiser& quantise, bool backwards) {
   constexpr auto places = placesOf<tapCount(kKernels[Which])>(kKernels[Which]);
   if (backwards)
-    fixedRow<places, true, ClampError>(r, quantise);
+    fixedRow<places, true, ClampError, W>(r, quantise);
   else
-    fixedRow<places, false, ClampError>(r, quantise);
+    fixedRow<places, false, ClampError, W>(r, quantise);
 }
 
-// Row runners of the built-in kernels: [clamping][kernel].
-template <uint32_t... W>
-constexpr std::array<std::array<RowRunner, sizeof...(W)>, 2> builtInRows(
-    std::integer_sequence<uint32_t, W...>) {
-  return {{{&builtInRow<W, false>...}, {&builtInRow<W, true>...}}};
+// Row runners of the built-in kernels: [perceptual][clamping][kernel].
+template <const Work& W, uint32_t... K>
+constexpr std::array<std::array<RowRunner, sizeof...(K)>, 2> builtInRows(
+    std::integer_sequence<uint32_t, K...>) {
+  return {{{&builtInRow<K, false, W>...}, {&builtInRow<K, true, W>...}}};
 }
-constexpr auto kBuiltInRows = builtInRows(std::make_integer_sequence<uint32_t, kBuiltInKernels>{});
+constexpr std::array<std::array<std::array<RowRunner, kBuiltInKernels>, 2>, 2> kBuiltInRows = {
+    builtInRows<kPlainWeights>(std::make_integer_sequence<uint32_t, kBuiltInKernels>{}),
+    builtInRows<kPerceptualWeights>(std::make_integer_sequence<uint32_t, kBuiltInKernels>{})};
+
+// A caller kernel's row: [perceptual][clamping].
+using AnyRowRunner = void (*)(const DiffusionRow<CallerSum>&, std::span<const TapPlace>, bool,
+                              const Quantiser&);
+constexpr AnyRowRunner kAnyRows[2][2] = {
+    {&anyRow<false, kPlainWeights>, &anyRow<true, kPlainWeights>},
+    {&anyRow<false, kPerceptualWeights>, &anyRow<true, kPerceptualWeights>}};
 
 template <typename Sum>
-bool diffuse(const RowSource& s, std::span<const Work> palette, NearestTable& table,
+bool diffuse(const RowSource& s, NearestTable& table,
              const Settings& st, RowCallback progress, std::span<uint8_t> indices) {
   const Kernel& k = st.kernel;
   const std::vector<Sum> weights = weightsOf<Sum>(k, st.strength);
@@ -258,7 +263,7 @@ bool diffuse(const RowSource& s, std::span<const Work> palette, NearestTable& ta
   constexpr size_t kPad = kKernelColumns;
   const size_t rowLength = (size_t{s.width} + 2 * kPad) * 3;
   std::vector<Sum> errors(rowLength * k.rows, 0);
-  const Quantiser quantise{table.finder(), palette.data()};
+  const Quantiser quantise{table.finder()};
   const Lut lut = workingTable(st.linear, kShareBits, kHalfShare);
 
   return eachRow(s, lut, progress, indices, [&](uint32_t y, const int32_t* line, uint8_t* out) {
@@ -268,11 +273,9 @@ bool diffuse(const RowSource& s, std::span<const Work> palette, NearestTable& ta
     const bool backwards = st.serpentine && (y & 1) != 0;
     const DiffusionRow<Sum> row{line, rows, weights.data(), out, s.width};
     if constexpr (std::is_same_v<Sum, BuiltInSum>)
-      kBuiltInRows[st.clampError][st.builtIn](row, quantise, backwards);
-    else if (st.clampError)
-      anyRow<true>(row, places, backwards, quantise);
+      kBuiltInRows[st.weighted][st.clampError][st.builtIn](row, quantise, backwards);
     else
-      anyRow<false>(row, places, backwards, quantise);
+      kAnyRows[st.weighted][st.clampError](row, places, backwards, quantise);
     // Row y is done; its buffer becomes row y + rows.
     std::fill_n(rows[0] - kPad * 3, rowLength, Sum{0});
   });
@@ -337,13 +340,13 @@ bool dither(const RowSource& source, std::span<const Rgb> palette, const Setting
   const Lut lut = workingTable(settings.linear);
   std::vector<Work> work;
   for (const Rgb& p : palette) work.push_back({lut[p[0]], lut[p[1]], lut[p[2]]});
-  const Work weights = settings.weighted ? Work{2, 4, 3} : Work{1, 1, 1};
+  const Work weights = settings.weighted ? kPerceptualWeights : kPlainWeights;
   NearestTable table(work, weights);
   switch (settings.method) {
     case Method::Diffusion:
       if (settings.builtIn < kBuiltInKernels)
-        return diffuse<BuiltInSum>(source, work, table, settings, progress, indices);
-      return diffuse<CallerSum>(source, work, table, settings, progress, indices);
+        return diffuse<BuiltInSum>(source, table, settings, progress, indices);
+      return diffuse<CallerSum>(source, table, settings, progress, indices);
     case Method::Ordered:
       return ordered(source, work, table, settings, lut, progress, indices);
     case Method::Nearest:

@@ -2,6 +2,7 @@
 // They assume arguments the shell (export.cpp) has checked.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -78,6 +79,11 @@ inline constexpr uint32_t kWorkFraction = 4;
 inline constexpr int32_t kWorkMax = 255 << kWorkFraction;
 using Work = std::array<int32_t, 3>;
 
+// The weights of the squared channel distances: plain, and perceptual
+// (red, green, blue as 2, 4, 3).
+inline constexpr Work kPlainWeights{1, 1, 1};
+inline constexpr Work kPerceptualWeights{2, 4, 3};
+
 // Nearest palette entry by weighted squared distance, ties to the lower
 // index. A 32 x 32 x 32 grid of cells over the working cube; each cell,
 // built on first use, lists the entries that can be nearest to some point
@@ -98,26 +104,51 @@ class NearestTable {
   // a Finder is that loop's copy.
   class Finder {
    public:
-    // c within 0 .. kWorkMax on each channel.
+    // The nearest entry to c (within 0 .. kWorkMax on each channel), and
+    // c minus that entry's colour. W: the table's weights, known to the
+    // caller at compile time.
+    template <const Work& W>
+    uint8_t find(const Work& c, Work& offset) const {
+      const uint32_t cell = cellOf(c);
+      const uint32_t word = cells_[cell];
+      if (word >= kInlineEnd) [[unlikely]] {
+        const uint8_t index = refine(c, cell, word);
+        offset = offsetFrom(c, index);
+        return index;
+      }
+      // Up to three candidates inline (most cells), the list filled up
+      // with the first: all three are compared, without a branch.
+      const uint32_t i0 = word & 0xFF, i1 = word >> 8 & 0xFF, i2 = word >> 16;
+      const Work o0 = offsetFrom(c, i0), o1 = offsetFrom(c, i1), o2 = offsetFrom(c, i2);
+      const int32_t d0 = distance<W>(o0), d1 = distance<W>(o1), d2 = distance<W>(o2);
+      const bool first = d1 < d0;
+      const int32_t d01 = first ? d1 : d0;
+      const bool second = d2 < d01;
+      for (size_t k = 0; k < 3; ++k) offset[k] = second ? o2[k] : (first ? o1[k] : o0[k]);
+      return static_cast<uint8_t>(second ? i2 : (first ? i1 : i0));
+    }
     uint8_t find(const Work& c) const {
-      const uint32_t cell = (static_cast<uint32_t>(c[0]) >> kCellShift) << (2 * kCellBits) |
-                            (static_cast<uint32_t>(c[1]) >> kCellShift) << kCellBits |
-                            static_cast<uint32_t>(c[2]) >> kCellShift;
-      uint32_t entry = cells_[cell];
-      if (entry == kUnbuilt) entry = owner_->build(cell);
-      // One candidate (most cells): the entry holds its index.
-      if (entry & kSingle) return static_cast<uint8_t>(entry);
-      return refine(c, lists_[cell]);
+      const uint32_t word = cells_[cellOf(c)];
+      if (word >= kInlineEnd) [[unlikely]]
+        return refine(c, cellOf(c), word);
+      uint32_t best = word & 0xFF;
+      int32_t bestDistance = distance(c, best);
+      for (uint32_t shift = 8; shift < 24; shift += 8) {
+        const uint32_t candidate = word >> shift & 0xFF;
+        const int32_t d = distance(c, candidate);
+        best = d < bestDistance ? candidate : best;
+        bestDistance = std::min(d, bestDistance);
+      }
+      return static_cast<uint8_t>(best);
     }
     int32_t distance(const Work& c, uint32_t index) const {
-      const Work& p = palette_[index];
-      const int32_t d0 = c[0] - p[0], d1 = c[1] - p[1], d2 = c[2] - p[2];
-      return weights_[0] * d0 * d0 + weights_[1] * d1 * d1 + weights_[2] * d2 * d2;
+      const Work o = offsetFrom(c, index);
+      return weights_[0] * o[0] * o[0] + weights_[1] * o[1] * o[1] + weights_[2] * o[2] * o[2];
     }
 
    private:
     friend class NearestTable;
-    Finder(NearestTable* owner, const uint16_t* cells, const uint32_t* lists,
+    Finder(NearestTable* owner, const uint32_t* cells, const uint32_t* lists,
            const uint8_t* candidates, const Work* palette, Work weights)
         : owner_(owner),
           cells_(cells),
@@ -125,8 +156,27 @@ class NearestTable {
           candidates_(candidates),
           palette_(palette),
           weights_(weights) {}
-    // The nearest of a cell's candidates, written for conditional moves.
-    uint8_t refine(const Work& c, uint32_t entry) const {
+    static uint32_t cellOf(const Work& c) {
+      return (static_cast<uint32_t>(c[0]) >> kCellShift) << (2 * kCellBits) |
+             (static_cast<uint32_t>(c[1]) >> kCellShift) << kCellBits |
+             static_cast<uint32_t>(c[2]) >> kCellShift;
+    }
+    Work offsetFrom(const Work& c, uint32_t index) const {
+      const Work& p = palette_[index];
+      return {c[0] - p[0], c[1] - p[1], c[2] - p[2]};
+    }
+    template <const Work& W>
+    static int32_t distance(const Work& o) {
+      return W[0] * o[0] * o[0] + W[1] * o[1] * o[1] + W[2] * o[2] * o[2];
+    }
+    // A cell not built yet, or one with a list: the nearest of its
+    // candidates, written for conditional moves.
+    uint8_t refine(const Work& c, uint32_t cell, uint32_t word) const {
+      if (word == kUnbuilt) {
+        word = owner_->build(cell);
+        if (word < kInlineEnd) return find(c);
+      }
+      const uint32_t entry = lists_[cell];
       const uint8_t* list = candidates_ + (entry >> kCountBits);
       const uint32_t count = entry & kCountMask;
       uint32_t best = list[0];
@@ -141,7 +191,7 @@ class NearestTable {
       return static_cast<uint8_t>(best);
     }
     NearestTable* owner_;
-    const uint16_t* cells_;
+    const uint32_t* cells_;
     const uint32_t* lists_;
     const uint8_t* candidates_;
     const Work* palette_;
@@ -155,20 +205,21 @@ class NearestTable {
   uint8_t find(const Work& c) { return finder().find(c); }
 
  private:
-  // A cell is a 16-bit word (a 64 KiB table, of which the cells a picture
-  // uses stay in the first cache level): kSingle plus the index for a lone candidate, kMany when
+  // A cell is a word: below kInlineEnd, up to three candidates' indices in
+  // its low bytes (the first repeated where there are fewer); kMany when
   // the cell's list word in lists_ (count in the low bits, where the list
-  // starts above them) tells the candidates, kUnbuilt before first use.
-  static constexpr uint32_t kUnbuilt = 0;
-  static constexpr uint32_t kMany = 1;
-  static constexpr uint32_t kSingle = 0x8000;
+  // starts above them) tells the candidates; kUnbuilt before first use.
+  static constexpr uint32_t kInlineEnd = 1u << 24;
+  static constexpr uint32_t kInlineCandidates = 3;
+  static constexpr uint32_t kMany = kInlineEnd;
+  static constexpr uint32_t kUnbuilt = kInlineEnd + 1;
   static constexpr uint32_t kCountBits = 9;
   static constexpr uint32_t kCountMask = (1u << kCountBits) - 1;
   uint32_t build(uint32_t cell);
 
   std::vector<Work> palette_;
   Work weights_;
-  std::vector<uint16_t> cells_;
+  std::vector<uint32_t> cells_;
   std::vector<uint32_t> lists_;
   std::vector<uint8_t> candidates_;  // capacity for every cell: never reallocated
   std::vector<int64_t> scratch_;     // build's per-entry distances

@@ -47,9 +47,12 @@ uint32_t NearestTable::build(uint32_t cell) {
   for (size_t i = 0; i < n; ++i)
     if (nearSide[i] <= bound) candidates_.push_back(static_cast<uint8_t>(i));
   const uint32_t count = static_cast<uint32_t>(candidates_.size()) - first;
-  if (count == 1) {
-    cells_[cell] = static_cast<uint16_t>(kSingle | candidates_.back());
-    candidates_.pop_back();
+  if (count <= kInlineCandidates) {
+    uint32_t word = 0;
+    for (uint32_t i = 0; i < kInlineCandidates; ++i)
+      word |= uint32_t{candidates_[first + (i < count ? i : 0)]} << (8 * i);
+    cells_[cell] = word;
+    candidates_.resize(first);
   } else {
     lists_[cell] = first << kCountBits | count;
     cells_[cell] = kMany;
