@@ -138,8 +138,20 @@ struct Quantiser {
       steps[k] = v[k] >> kShareBits;
       c[k] = static_cast<int32_t>(std::clamp<Sum>(steps[k], 0, kWorkMax));
     }
+    // The cell straight from v while every channel lies within the cube
+    // (v >> kShareBits in 0 .. 4095: c is those steps, or kWorkMax for the
+    // top 15, all in the top cell), which keeps the clamp off the path to
+    // the table.
+    constexpr uint32_t shift = kShareBits + NearestTable::kCellShift;
+    using Unsigned = std::make_unsigned_t<Sum>;
+    const Unsigned u0 = static_cast<Unsigned>(v[0]), u1 = static_cast<Unsigned>(v[1]), u2 = static_cast<Unsigned>(v[2]);
+    uint32_t cell;
+    if (((u0 | u1 | u2) >> (shift + NearestTable::kCellBits)) == 0) [[likely]]
+      cell = NearestTable::Finder::cellAt(static_cast<uint32_t>(u0 >> shift), static_cast<uint32_t>(u1 >> shift), static_cast<uint32_t>(u2 >> shift));
+    else
+      cell = NearestTable::Finder::cellOf(c);
     Work e;
-    index = finder.find<W>(c, e);
+    index = finder.find<W>(c, cell, e);
     if constexpr (!ClampError)
       for (size_t k = 0; k < 3; ++k)
         e[k] += static_cast<int32_t>(std::clamp<Sum>(steps[k], -kLoose, kWorkMax + kLoose)) - c[k];

@@ -99,17 +99,24 @@ class NearestTable {
   NearestTable(const NearestTable&) = delete;
   NearestTable& operator=(const NearestTable&) = delete;
 
+  using Packed = std::array<int16_t, 4>;
   // The table's blocks never move once made (the candidate lists have room
   // for every cell), so a pixel loop can hold their addresses in registers:
   // a Finder is that loop's copy.
   class Finder {
+   private:
+    friend class NearestTable;
    public:
     // The nearest entry to c (within 0 .. kWorkMax on each channel), and
     // c minus that entry's colour. W: the table's weights, known to the
     // caller at compile time.
     template <const Work& W>
     uint8_t find(const Work& c, Work& offset) const {
-      const uint32_t cell = cellOf(c);
+      return find<W>(c, cellOf(c), offset);
+    }
+    // The same with c's cell given.
+    template <const Work& W>
+    uint8_t find(const Work& c, uint32_t cell, Work& offset) const {
       const uint32_t word = cells_[cell];
       if (word >= kInlineEnd) [[unlikely]] {
         const uint8_t index = refine(c, cell, word);
@@ -123,9 +130,12 @@ class NearestTable {
       const int32_t d0 = distance<W>(o0), d1 = distance<W>(o1), d2 = distance<W>(o2);
       const bool first = d1 < d0;
       const int32_t d01 = first ? d1 : d0;
+      const uint32_t i01 = first ? i1 : i0;
+      Work o01;
+      for (size_t k = 0; k < 3; ++k) o01[k] = first ? o1[k] : o0[k];
       const bool second = d2 < d01;
-      for (size_t k = 0; k < 3; ++k) offset[k] = second ? o2[k] : (first ? o1[k] : o0[k]);
-      return static_cast<uint8_t>(second ? i2 : (first ? i1 : i0));
+      for (size_t k = 0; k < 3; ++k) offset[k] = second ? o2[k] : o01[k];
+      return static_cast<uint8_t>(second ? i2 : i01);
     }
     uint8_t find(const Work& c) const {
       const uint32_t word = cells_[cellOf(c)];
@@ -146,23 +156,30 @@ class NearestTable {
       return weights_[0] * o[0] * o[0] + weights_[1] * o[1] * o[1] + weights_[2] * o[2] * o[2];
     }
 
-   private:
     friend class NearestTable;
     Finder(NearestTable* owner, const uint32_t* cells, const uint32_t* lists,
-           const uint8_t* candidates, const Work* palette, Work weights)
+           const uint8_t* candidates, const Work* palette, const Packed* packed, Work weights)
         : owner_(owner),
           cells_(cells),
           lists_(lists),
           candidates_(candidates),
           palette_(palette),
+          packed_(packed),
           weights_(weights) {}
     static uint32_t cellOf(const Work& c) {
+      return cellAt(static_cast<uint32_t>(c[0]) >> kCellShift, static_cast<uint32_t>(c[1]) >> kCellShift, static_cast<uint32_t>(c[2]) >> kCellShift);
+    }
+    static uint32_t cellAt(uint32_t r, uint32_t g, uint32_t b) {
+      return r << (2 * kCellBits) | g << kCellBits | b;
+    }
+   private:
+    static uint32_t cellOfOld(const Work& c) {
       return (static_cast<uint32_t>(c[0]) >> kCellShift) << (2 * kCellBits) |
              (static_cast<uint32_t>(c[1]) >> kCellShift) << kCellBits |
              static_cast<uint32_t>(c[2]) >> kCellShift;
     }
     Work offsetFrom(const Work& c, uint32_t index) const {
-      const Work& p = palette_[index];
+      const Packed& p = packed_[index];
       return {c[0] - p[0], c[1] - p[1], c[2] - p[2]};
     }
     template <const Work& W>
@@ -195,11 +212,12 @@ class NearestTable {
     const uint32_t* lists_;
     const uint8_t* candidates_;
     const Work* palette_;
+    const Packed* packed_;
     Work weights_;
   };
   Finder finder() {
     return Finder(this, cells_.data(), lists_.data(), candidates_.data(), palette_.data(),
-                  weights_);
+                  packed_.data(), weights_);
   }
 
   uint8_t find(const Work& c) { return finder().find(c); }
@@ -218,6 +236,7 @@ class NearestTable {
   uint32_t build(uint32_t cell);
 
   std::vector<Work> palette_;
+  std::vector<Packed> packed_;  // the palette in 8 bytes an entry
   Work weights_;
   std::vector<uint32_t> cells_;
   std::vector<uint32_t> lists_;

@@ -21,6 +21,8 @@ NearestTable::NearestTable(std::span<const Work> palette, Work weights)
       weights_(weights),
       cells_(kCells, kUnbuilt),
       lists_(kCells) {
+  for (const Work& p : palette_)
+    packed_.push_back({static_cast<int16_t>(p[0]), static_cast<int16_t>(p[1]), static_cast<int16_t>(p[2]), 0});
   candidates_.reserve(cells_.size() * palette_.size());
   scratch_.resize(palette_.size());
 }
