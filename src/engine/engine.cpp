@@ -120,18 +120,21 @@ struct DiffusionRow {
   const int32_t* line;
   Sum* const* rows;
   const Sum* weights;
+  const Work* scaled;  // the palette times the first weight (built-in kernels)
   uint8_t* out;
   uint32_t width;
 };
 
-// Quantises the pixel whose value (with the error it has received) is v;
-// returns the error to spread, in working steps.
+// Quantises the pixel whose value (with the error it has received) is v:
+// its index, and `from`, the value its error is measured from (c, or v
+// held within kLoose when errors are not clamped) in working steps.
 struct Quantiser {
   NearestTable::Finder finder;
+  const NearestTable::Packed* palette;
   // The clamping choice and the distance weights fixed at compile time:
   // they are on the path from one pixel to the next.
   template <bool ClampError, const Work& W, typename Sum>
-  Work quantise(const std::array<Sum, 3>& v, uint8_t& index) const {
+  uint8_t quantise(const std::array<Sum, 3>& v, Work& from) const {
     std::array<Sum, 3> steps;
     Work c;
     for (size_t k = 0; k < 3; ++k) {
@@ -150,12 +153,18 @@ struct Quantiser {
       cell = NearestTable::Finder::cellAt(static_cast<uint32_t>(u0 >> shift), static_cast<uint32_t>(u1 >> shift), static_cast<uint32_t>(u2 >> shift));
     else
       cell = NearestTable::Finder::cellOf(c);
-    Work e;
-    index = finder.find<W>(c, cell, e);
+    from = c;
     if constexpr (!ClampError)
       for (size_t k = 0; k < 3; ++k)
-        e[k] += static_cast<int32_t>(std::clamp<Sum>(steps[k], -kLoose, kWorkMax + kLoose)) - c[k];
-    return e;
+        from[k] = static_cast<int32_t>(std::clamp<Sum>(steps[k], -kLoose, kWorkMax + kLoose));
+    return finder.find<W>(c, cell);
+  }
+  template <bool ClampError, const Work& W, typename Sum>
+  Work quantise(const std::array<Sum, 3>& v, uint8_t& index) const {
+    Work from;
+    index = quantise<ClampError, W>(v, from);
+    const NearestTable::Packed& p = palette[index];
+    return {from[0] - p[0], from[1] - p[1], from[2] - p[2]};
   }
 };
 
@@ -189,7 +198,16 @@ void fixedRow(const DiffusionRow<BuiltInSum>& row, const Quantiser& quantiser) {
     const std::array<Sum, 3> v{here[0] + carried[0] + ahead[0][0],
                                here[1] + carried[1] + ahead[0][1],
                                here[2] + carried[2] + ahead[0][2]};
-    const Work e = quantise.quantise<ClampError, W>(v, r.out[x]);
+    Work from;
+    const uint8_t index = quantise.quantise<ClampError, W>(v, from);
+    r.out[x] = index;
+    const NearestTable::Packed& colour = quantise.palette[index];
+    const Work e{from[0] - colour[0], from[1] - colour[1], from[2] - colour[2]};
+    // The share for the next pixel is from * w - p * w, the product
+    // p * w read from a table beside the colour rather than computed
+    // after it.
+    constexpr bool nextFirst = Places[0].row == 0 && Places[0].dx == 1;
+    const Work& scaled = r.scaled[index];
     for (int32_t d = 0; d < reach; ++d)
       for (size_t k = 0; k < 3; ++k) ahead[d][k] = ahead[d + 1][k];
     for (size_t k = 0; k < 3; ++k) ahead[reach][k] = 0;
@@ -198,7 +216,9 @@ void fixedRow(const DiffusionRow<BuiltInSum>& row, const Quantiser& quantiser) {
           [&] {
             constexpr TapPlace p = Places[I];
             const Sum w = weights[I];
-            if constexpr (p.row == 0) {
+            if constexpr (I == 0 && nextFirst) {
+              for (size_t k = 0; k < 3; ++k) ahead[0][k] += from[k] * w - scaled[k];
+            } else if constexpr (p.row == 0) {
               for (size_t k = 0; k < 3; ++k) ahead[p.dx - 1][k] += e[k] * w;
             } else {
               Sum* to = rows[p.row] + 3 * (static_cast<ptrdiff_t>(x) + direction * p.dx);
@@ -262,7 +282,7 @@ constexpr AnyRowRunner kAnyRows[2][2] = {
     {&anyRow<false, kPerceptualWeights>, &anyRow<true, kPerceptualWeights>}};
 
 template <typename Sum>
-bool diffuse(const RowSource& s, NearestTable& table,
+bool diffuse(const RowSource& s, std::span<const Work> palette, NearestTable& table,
              const Settings& st, RowCallback progress, std::span<uint8_t> indices) {
   const Kernel& k = st.kernel;
   const std::vector<Sum> weights = weightsOf<Sum>(k, st.strength);
@@ -275,7 +295,13 @@ bool diffuse(const RowSource& s, NearestTable& table,
   constexpr size_t kPad = kKernelColumns;
   const size_t rowLength = (size_t{s.width} + 2 * kPad) * 3;
   std::vector<Sum> errors(rowLength * k.rows, 0);
-  const Quantiser quantise{table.finder()};
+  std::vector<Work> scaled;
+  if constexpr (std::is_same_v<Sum, BuiltInSum>)
+    for (const Work& p : palette) {
+      Work& product = scaled.emplace_back();
+      for (size_t c = 0; c < 3; ++c) product[c] = p[c] * weights[0];
+    }
+  const Quantiser quantise{table.finder(), table.packed()};
   const Lut lut = workingTable(st.linear, kShareBits, kHalfShare);
 
   return eachRow(s, lut, progress, indices, [&](uint32_t y, const int32_t* line, uint8_t* out) {
@@ -283,7 +309,7 @@ bool diffuse(const RowSource& s, NearestTable& table,
     for (uint32_t r = 0; r < k.rows; ++r)
       rows[r] = errors.data() + ((y + r) % k.rows) * rowLength + kPad * 3;
     const bool backwards = st.serpentine && (y & 1) != 0;
-    const DiffusionRow<Sum> row{line, rows, weights.data(), out, s.width};
+    const DiffusionRow<Sum> row{line, rows, weights.data(), scaled.data(), out, s.width};
     if constexpr (std::is_same_v<Sum, BuiltInSum>)
       kBuiltInRows[st.weighted][st.clampError][st.builtIn](row, quantise, backwards);
     else
@@ -357,8 +383,8 @@ bool dither(const RowSource& source, std::span<const Rgb> palette, const Setting
   switch (settings.method) {
     case Method::Diffusion:
       if (settings.builtIn < kBuiltInKernels)
-        return diffuse<BuiltInSum>(source, table, settings, progress, indices);
-      return diffuse<CallerSum>(source, table, settings, progress, indices);
+        return diffuse<BuiltInSum>(source, work, table, settings, progress, indices);
+      return diffuse<CallerSum>(source, work, table, settings, progress, indices);
     case Method::Ordered:
       return ordered(source, work, table, settings, lut, progress, indices);
     case Method::Nearest:

@@ -100,6 +100,7 @@ class NearestTable {
   NearestTable& operator=(const NearestTable&) = delete;
 
   using Packed = std::array<int16_t, 4>;
+  const Packed* packed() const { return packed_.data(); }
   // The table's blocks never move once made (the candidate lists have room
   // for every cell), so a pixel loop can hold their addresses in registers:
   // a Finder is that loop's copy.
@@ -107,49 +108,35 @@ class NearestTable {
    private:
     friend class NearestTable;
    public:
-    // The nearest entry to c (within 0 .. kWorkMax on each channel), and
-    // c minus that entry's colour. W: the table's weights, known to the
-    // caller at compile time.
+    // The nearest entry to c (within 0 .. kWorkMax on each channel) in its
+    // cell. W: the table's weights, known to the caller at compile time.
     template <const Work& W>
-    uint8_t find(const Work& c, Work& offset) const {
-      return find<W>(c, cellOf(c), offset);
-    }
-    // The same with c's cell given.
-    template <const Work& W>
-    uint8_t find(const Work& c, uint32_t cell, Work& offset) const {
+    uint8_t find(const Work& c, uint32_t cell) const {
       const uint32_t word = cells_[cell];
-      if (word >= kInlineEnd) [[unlikely]] {
-        const uint8_t index = refine(c, cell, word);
-        offset = offsetFrom(c, index);
-        return index;
+      const uint32_t i0 = word & 0xFF, i1 = word >> 8;
+      if (i0 > i1) [[unlikely]]
+        return refine(c, cell, word);
+      // Up to two candidates inline (most cells), the second repeating the first for a lone one. d0 - d1 is the sum over the channels of
+      // w (p1 - p0) (2c - p0 - p1), zero for a lone candidate.
+      const Packed& p0 = packed_[i0];
+      const Packed& p1 = packed_[i1];
+      int32_t lead = 0;  // d0 - d1
+      for (size_t k = 0; k < 3; ++k) lead += W[k] * (p1[k] - p0[k]) * (2 * c[k] - p0[k] - p1[k]);
+      uint32_t best = i0;
+      // A branch, not a conditional move: predicted, it keeps the
+      // comparison off the path from one pixel to the next.
+      if (lead > 0) {
+        keepBranch();
+        best = i1;
       }
-      // Up to three candidates inline (most cells), the list filled up
-      // with the first: all three are compared, without a branch.
-      const uint32_t i0 = word & 0xFF, i1 = word >> 8 & 0xFF, i2 = word >> 16;
-      const Work o0 = offsetFrom(c, i0), o1 = offsetFrom(c, i1), o2 = offsetFrom(c, i2);
-      const int32_t d0 = distance<W>(o0), d1 = distance<W>(o1), d2 = distance<W>(o2);
-      const bool first = d1 < d0;
-      const int32_t d01 = first ? d1 : d0;
-      const uint32_t i01 = first ? i1 : i0;
-      Work o01;
-      for (size_t k = 0; k < 3; ++k) o01[k] = first ? o1[k] : o0[k];
-      const bool second = d2 < d01;
-      for (size_t k = 0; k < 3; ++k) offset[k] = second ? o2[k] : o01[k];
-      return static_cast<uint8_t>(second ? i2 : i01);
+      return static_cast<uint8_t>(best);
     }
     uint8_t find(const Work& c) const {
       const uint32_t word = cells_[cellOf(c)];
-      if (word >= kInlineEnd) [[unlikely]]
+      const uint32_t i0 = word & 0xFF, i1 = word >> 8;
+      if (i0 > i1) [[unlikely]]
         return refine(c, cellOf(c), word);
-      uint32_t best = word & 0xFF;
-      int32_t bestDistance = distance(c, best);
-      for (uint32_t shift = 8; shift < 24; shift += 8) {
-        const uint32_t candidate = word >> shift & 0xFF;
-        const int32_t d = distance(c, candidate);
-        best = d < bestDistance ? candidate : best;
-        bestDistance = std::min(d, bestDistance);
-      }
-      return static_cast<uint8_t>(best);
+      return static_cast<uint8_t>(distance(c, i1) < distance(c, i0) ? i1 : i0);
     }
     int32_t distance(const Work& c, uint32_t index) const {
       const Work o = offsetFrom(c, index);
@@ -157,7 +144,7 @@ class NearestTable {
     }
 
     friend class NearestTable;
-    Finder(NearestTable* owner, const uint32_t* cells, const uint32_t* lists,
+    Finder(NearestTable* owner, const uint16_t* cells, const uint32_t* lists,
            const uint8_t* candidates, const Work* palette, const Packed* packed, Work weights)
         : owner_(owner),
           cells_(cells),
@@ -182,6 +169,13 @@ class NearestTable {
       const Packed& p = packed_[index];
       return {c[0] - p[0], c[1] - p[1], c[2] - p[2]};
     }
+    // An empty statement the compiler may not move, so that the branch
+    // around it stays one.
+    static void keepBranch() {
+#if defined(__GNUC__)
+      asm volatile("");
+#endif
+    }
     template <const Work& W>
     static int32_t distance(const Work& o) {
       return W[0] * o[0] * o[0] + W[1] * o[1] * o[1] + W[2] * o[2] * o[2];
@@ -191,7 +185,7 @@ class NearestTable {
     uint8_t refine(const Work& c, uint32_t cell, uint32_t word) const {
       if (word == kUnbuilt) {
         word = owner_->build(cell);
-        if (word < kInlineEnd) return find(c);
+        if ((word & 0xFF) <= word >> 8) return find(c);
       }
       const uint32_t entry = lists_[cell];
       const uint8_t* list = candidates_ + (entry >> kCountBits);
@@ -208,7 +202,7 @@ class NearestTable {
       return static_cast<uint8_t>(best);
     }
     NearestTable* owner_;
-    const uint32_t* cells_;
+    const uint16_t* cells_;
     const uint32_t* lists_;
     const uint8_t* candidates_;
     const Work* palette_;
@@ -227,10 +221,9 @@ class NearestTable {
   // its low bytes (the first repeated where there are fewer); kMany when
   // the cell's list word in lists_ (count in the low bits, where the list
   // starts above them) tells the candidates; kUnbuilt before first use.
-  static constexpr uint32_t kInlineEnd = 1u << 24;
-  static constexpr uint32_t kInlineCandidates = 3;
-  static constexpr uint32_t kMany = kInlineEnd;
-  static constexpr uint32_t kUnbuilt = kInlineEnd + 1;
+  static constexpr uint32_t kInlineCandidates = 2;
+  static constexpr uint16_t kMany = 0x01FF;
+  static constexpr uint16_t kUnbuilt = 0x00FF;
   static constexpr uint32_t kCountBits = 9;
   static constexpr uint32_t kCountMask = (1u << kCountBits) - 1;
   uint32_t build(uint32_t cell);
@@ -238,7 +231,7 @@ class NearestTable {
   std::vector<Work> palette_;
   std::vector<Packed> packed_;  // the palette in 8 bytes an entry
   Work weights_;
-  std::vector<uint32_t> cells_;
+  std::vector<uint16_t> cells_;
   std::vector<uint32_t> lists_;
   std::vector<uint8_t> candidates_;  // capacity for every cell: never reallocated
   std::vector<int64_t> scratch_;     // build's per-entry distances

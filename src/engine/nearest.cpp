@@ -53,7 +53,7 @@ uint32_t NearestTable::build(uint32_t cell) {
     uint32_t word = 0;
     for (uint32_t i = 0; i < kInlineCandidates; ++i)
       word |= uint32_t{candidates_[first + (i < count ? i : 0)]} << (8 * i);
-    cells_[cell] = word;
+    cells_[cell] = static_cast<uint16_t>(word);
     candidates_.resize(first);
   } else {
     lists_[cell] = first << kCountBits | count;
