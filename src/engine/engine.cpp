@@ -3,6 +3,7 @@
 #include "engine/engine.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <type_traits>
 #include <utility>
@@ -21,41 +22,69 @@ int32_t toWorking(uint8_t value, bool linear) {
 
 namespace {
 
-using Lut = std::array<int32_t, 256>;
+// Source bytes to working values times 2^shift, plus `add`: sRGB bytes by
+// a shift, linear light through a table.
+struct Levels {
+  bool linear;
+  uint32_t shift;
+  int32_t add;
+  std::array<int32_t, 256> table;  // linear light
+};
 
-// Working values, times 2^shift, plus `add`.
-Lut workingTable(bool linear, uint32_t shift = 0, int32_t add = 0) {
-  Lut lut{};
+Levels workingLevels(bool linear, uint32_t shift = 0, int32_t add = 0) {
+  Levels levels{linear, kWorkFraction + shift, add, {}};
   for (uint32_t v = 0; v < 256; ++v)
-    lut[v] = (toWorking(static_cast<uint8_t>(v), linear) << shift) + add;
-  return lut;
+    levels.table[v] = (toWorking(static_cast<uint8_t>(v), linear) << shift) + add;
+  return levels;
 }
 
-// Row y as R, G, B values from `lut`.
-void readRow(const RowSource& s, uint32_t y, const Lut& lut, int32_t* out) {
-  const uint8_t* p = s.pixels + y * s.stride;
-  if (s.bytesPerPixel == 1) {
-    for (uint32_t x = 0; x < s.width; ++x) out[3 * x] = out[3 * x + 1] = out[3 * x + 2] = lut[p[x]];
-    return;
+// A row of `Bpp`-byte pixels, red at byte R, green at 1 and blue at B (grey:
+// one byte), as R, G, B values; the layout fixed at compile time so the
+// loop is vectorised.
+template <bool Linear, uint32_t Bpp, uint32_t R, uint32_t B>
+void readPixels(const uint8_t* p, uint32_t width, const Levels& levels, int32_t* out) {
+  constexpr uint32_t G = Bpp == 1 ? 0 : 1;
+  // Locals: the stores could otherwise alias the levels.
+  const uint32_t shift = levels.shift;
+  const int32_t add = levels.add;
+  const int32_t* table = levels.table.data();
+  const auto level = [&](uint8_t v) { return Linear ? table[v] : (int32_t{v} << shift) + add; };
+  for (uint32_t x = 0; x < width; ++x) {
+    const uint8_t* q = p + size_t{x} * Bpp;
+    out[3 * size_t{x}] = level(q[R]);
+    out[3 * size_t{x} + 1] = level(q[G]);
+    out[3 * size_t{x} + 2] = level(q[B]);
   }
-  const uint32_t r = s.channelAt[0], g = s.channelAt[1], b = s.channelAt[2];
-  for (uint32_t x = 0; x < s.width; ++x, p += s.bytesPerPixel) {
-    out[3 * x] = lut[p[r]];
-    out[3 * x + 1] = lut[p[g]];
-    out[3 * x + 2] = lut[p[b]];
+}
+
+using PixelReader = void (*)(const uint8_t*, uint32_t, const Levels&, int32_t*);
+
+template <bool Linear>
+PixelReader readerOf(const RowSource& s) {
+  const bool redFirst = s.channelAt[0] == 0;
+  switch (s.bytesPerPixel) {
+    case 1:
+      return &readPixels<Linear, 1, 0, 0>;
+    case 3:
+      return redFirst ? &readPixels<Linear, 3, 0, 2> : &readPixels<Linear, 3, 2, 0>;
+    default:
+      return redFirst ? &readPixels<Linear, 4, 0, 2> : &readPixels<Linear, 4, 2, 0>;
   }
 }
 
 // Every row of the picture through `quantiseRow(y, line, out)`, asking the
-// callback first.
+// callback first; `line` holds the row's R, G, B values from `levels`.
 template <typename QuantiseRow>
-bool eachRow(const RowSource& s, const Lut& lut, RowCallback progress, std::span<uint8_t> indices,
-             QuantiseRow quantiseRow) {
+bool eachRow(const RowSource& s, const Levels& levels, RowCallback progress,
+             IndexRows indices, QuantiseRow quantiseRow) {
+  assert(s.channelAt[1] == (s.bytesPerPixel == 1 ? 0 : 1));
+  assert(s.channelAt[0] + s.channelAt[2] == (s.bytesPerPixel == 1 ? 0 : 2));
+  const PixelReader read = levels.linear ? readerOf<true>(s) : readerOf<false>(s);
   std::vector<int32_t> line(size_t{s.width} * 3);
   for (uint32_t y = 0; y < s.height; ++y) {
     if (!progress.keepGoing(progress.context, y)) return false;
-    readRow(s, y, lut, line.data());
-    quantiseRow(y, line.data(), indices.data() + size_t{y} * s.width);
+    read(s.pixels + y * s.stride, s.width, levels, line.data());
+    quantiseRow(y, line.data(), indices.first + y * indices.stride);
   }
   return true;
 }
@@ -283,7 +312,7 @@ constexpr AnyRowRunner kAnyRows[2][2] = {
 
 template <typename Sum>
 bool diffuse(const RowSource& s, std::span<const Work> palette, NearestTable& table,
-             const Settings& st, RowCallback progress, std::span<uint8_t> indices) {
+             const Settings& st, RowCallback progress, IndexRows indices) {
   const Kernel& k = st.kernel;
   const std::vector<Sum> weights = weightsOf<Sum>(k, st.strength);
   std::vector<TapPlace> places;
@@ -302,9 +331,9 @@ bool diffuse(const RowSource& s, std::span<const Work> palette, NearestTable& ta
       for (size_t c = 0; c < 3; ++c) product[c] = p[c] * weights[0];
     }
   const Quantiser quantise{table.finder(), table.packed()};
-  const Lut lut = workingTable(st.linear, kShareBits, kHalfShare);
+  const Levels levels = workingLevels(st.linear, kShareBits, kHalfShare);
 
-  return eachRow(s, lut, progress, indices, [&](uint32_t y, const int32_t* line, uint8_t* out) {
+  return eachRow(s, levels, progress, indices, [&](uint32_t y, const int32_t* line, uint8_t* out) {
     Sum* rows[kKernelRows] = {};
     for (uint32_t r = 0; r < k.rows; ++r)
       rows[r] = errors.data() + ((y + r) % k.rows) * rowLength + kPad * 3;
@@ -334,7 +363,8 @@ Work paletteSteps(std::span<const Work> palette) {
 }
 
 bool ordered(const RowSource& s, std::span<const Work> palette, NearestTable& table,
-             const Settings& st, const Lut& lut, RowCallback progress, std::span<uint8_t> indices) {
+             const Settings& st, const Levels& working, RowCallback progress,
+             IndexRows indices) {
   const RankMatrix& m = *st.matrix;
   const uint32_t levels =
       static_cast<uint32_t>(*std::max_element(m.ranks.begin(), m.ranks.end())) + 1;
@@ -346,7 +376,7 @@ bool ordered(const RowSource& s, std::span<const Work> palette, NearestTable& ta
     for (size_t k = 0; k < 3; ++k) shift[i][k] = static_cast<int32_t>(std::lround(t * steps[k]));
   }
   const NearestTable::Finder finder = table.finder();
-  return eachRow(s, lut, progress, indices,
+  return eachRow(s, working, progress, indices,
                  [&, finder](uint32_t y, const int32_t* line, uint8_t* out) {
                    const Work* shifts = shift.data() + size_t{y % m.height} * m.width;
                    for (uint32_t x = 0; x < s.width; ++x) {
@@ -359,10 +389,10 @@ bool ordered(const RowSource& s, std::span<const Work> palette, NearestTable& ta
                  });
 }
 
-bool nearest(const RowSource& s, NearestTable& table, const Lut& lut, RowCallback progress,
-             std::span<uint8_t> indices) {
+bool nearest(const RowSource& s, NearestTable& table, const Levels& levels, RowCallback progress,
+             IndexRows indices) {
   const NearestTable::Finder finder = table.finder();
-  return eachRow(s, lut, progress, indices,
+  return eachRow(s, levels, progress, indices,
                  [&, finder](uint32_t, const int32_t* line, uint8_t* out) {
                    for (uint32_t x = 0; x < s.width; ++x) {
                      const int32_t* v = line + 3 * x;
@@ -374,10 +404,11 @@ bool nearest(const RowSource& s, NearestTable& table, const Lut& lut, RowCallbac
 }  // namespace
 
 bool dither(const RowSource& source, std::span<const Rgb> palette, const Settings& settings,
-            RowCallback progress, std::span<uint8_t> indices) {
-  const Lut lut = workingTable(settings.linear);
+            RowCallback progress, IndexRows indices) {
+  const Levels levels = workingLevels(settings.linear);
   std::vector<Work> work;
-  for (const Rgb& p : palette) work.push_back({lut[p[0]], lut[p[1]], lut[p[2]]});
+  for (const Rgb& p : palette)
+    work.push_back({levels.table[p[0]], levels.table[p[1]], levels.table[p[2]]});
   const Work weights = settings.weighted ? kPerceptualWeights : kPlainWeights;
   NearestTable table(work, weights);
   switch (settings.method) {
@@ -386,11 +417,11 @@ bool dither(const RowSource& source, std::span<const Rgb> palette, const Setting
         return diffuse<BuiltInSum>(source, work, table, settings, progress, indices);
       return diffuse<CallerSum>(source, work, table, settings, progress, indices);
     case Method::Ordered:
-      return ordered(source, work, table, settings, lut, progress, indices);
+      return ordered(source, work, table, settings, levels, progress, indices);
     case Method::Nearest:
       break;
   }
-  return nearest(source, table, lut, progress, indices);
+  return nearest(source, table, levels, progress, indices);
 }
 
 }  // namespace nadiro::engine

@@ -259,10 +259,16 @@ struct RowCallback {
   void* context;
 };
 
-// Writes one index a pixel to `indices` (width * height, row-major).
-// Returns false when keepGoing said stop.
+// Where the indices go: row y's width bytes at first + y * stride.
+struct IndexRows {
+  uint8_t* first;
+  size_t stride;
+};
+
+// Writes one index a pixel to `indices`, row by row. Returns false when
+// keepGoing said stop. Nothing is allocated once the first row is written.
 bool dither(const RowSource& source, std::span<const Rgb> palette, const Settings& settings,
-            RowCallback progress, std::span<uint8_t> indices);
+            RowCallback progress, IndexRows indices);
 
 // Byte -> working-space value.
 int32_t toWorking(uint8_t value, bool linear);
