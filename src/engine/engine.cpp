@@ -149,21 +149,19 @@ struct DiffusionRow {
   const int32_t* line;
   Sum* const* rows;
   const Sum* weights;
-  const Work* scaled;  // the palette times the first weight (built-in kernels)
   uint8_t* out;
   uint32_t width;
 };
 
-// Quantises the pixel whose value (with the error it has received) is v:
-// its index, and `from`, the value its error is measured from (c, or v
-// held within kLoose when errors are not clamped) in working steps.
+// Quantises the pixel whose value (with the error it has received) is v;
+// returns the error to spread, in working steps.
 struct Quantiser {
   NearestTable::Finder finder;
-  const NearestTable::Packed* palette;
+  const Work* palette;
   // The clamping choice and the distance weights fixed at compile time:
   // they are on the path from one pixel to the next.
   template <bool ClampError, const Work& W, typename Sum>
-  uint8_t quantise(const std::array<Sum, 3>& v, Work& from) const {
+  Work quantise(const std::array<Sum, 3>& v, uint8_t& index) const {
     std::array<Sum, 3> steps;
     Work c;
     for (size_t k = 0; k < 3; ++k) {
@@ -176,24 +174,24 @@ struct Quantiser {
     // the table.
     constexpr uint32_t shift = kShareBits + NearestTable::kCellShift;
     using Unsigned = std::make_unsigned_t<Sum>;
-    const Unsigned u0 = static_cast<Unsigned>(v[0]), u1 = static_cast<Unsigned>(v[1]), u2 = static_cast<Unsigned>(v[2]);
-    uint32_t cell;
-    if (((u0 | u1 | u2) >> (shift + NearestTable::kCellBits)) == 0) [[likely]]
-      cell = NearestTable::Finder::cellAt(static_cast<uint32_t>(u0 >> shift), static_cast<uint32_t>(u1 >> shift), static_cast<uint32_t>(u2 >> shift));
-    else
-      cell = NearestTable::Finder::cellOf(c);
-    from = c;
-    if constexpr (!ClampError)
-      for (size_t k = 0; k < 3; ++k)
-        from[k] = static_cast<int32_t>(std::clamp<Sum>(steps[k], -kLoose, kWorkMax + kLoose));
-    return finder.find<W>(c, cell);
-  }
-  template <bool ClampError, const Work& W, typename Sum>
-  Work quantise(const std::array<Sum, 3>& v, uint8_t& index) const {
-    Work from;
-    index = quantise<ClampError, W>(v, from);
-    const NearestTable::Packed& p = palette[index];
-    return {from[0] - p[0], from[1] - p[1], from[2] - p[2]};
+    std::array<uint32_t, 3> at;
+    Unsigned outside = 0;
+    for (size_t k = 0; k < 3; ++k) {
+      const Unsigned u = static_cast<Unsigned>(v[k]);
+      outside |= u >> (shift + NearestTable::kCellBits);
+      at[k] = static_cast<uint32_t>(u >> shift);
+    }
+    const uint32_t cell = outside == 0 ? NearestTable::cellAt(at[0], at[1], at[2])
+                                       : NearestTable::cellOf(c);
+    index = finder.find<W>(c, cell);
+    const Work& p = palette[index];
+    Work e;
+    for (size_t k = 0; k < 3; ++k)
+      e[k] = (ClampError
+                  ? c[k]
+                  : static_cast<int32_t>(std::clamp<Sum>(steps[k], -kLoose, kWorkMax + kLoose))) -
+             p[k];
+    return e;
   }
 };
 
@@ -227,16 +225,7 @@ void fixedRow(const DiffusionRow<BuiltInSum>& row, const Quantiser& quantiser) {
     const std::array<Sum, 3> v{here[0] + carried[0] + ahead[0][0],
                                here[1] + carried[1] + ahead[0][1],
                                here[2] + carried[2] + ahead[0][2]};
-    Work from;
-    const uint8_t index = quantise.quantise<ClampError, W>(v, from);
-    r.out[x] = index;
-    const NearestTable::Packed& colour = quantise.palette[index];
-    const Work e{from[0] - colour[0], from[1] - colour[1], from[2] - colour[2]};
-    // The share for the next pixel is from * w - p * w, the product
-    // p * w read from a table beside the colour rather than computed
-    // after it.
-    constexpr bool nextFirst = Places[0].row == 0 && Places[0].dx == 1;
-    const Work& scaled = r.scaled[index];
+    const Work e = quantise.quantise<ClampError, W>(v, r.out[x]);
     for (int32_t d = 0; d < reach; ++d)
       for (size_t k = 0; k < 3; ++k) ahead[d][k] = ahead[d + 1][k];
     for (size_t k = 0; k < 3; ++k) ahead[reach][k] = 0;
@@ -245,9 +234,7 @@ void fixedRow(const DiffusionRow<BuiltInSum>& row, const Quantiser& quantiser) {
           [&] {
             constexpr TapPlace p = Places[I];
             const Sum w = weights[I];
-            if constexpr (I == 0 && nextFirst) {
-              for (size_t k = 0; k < 3; ++k) ahead[0][k] += from[k] * w - scaled[k];
-            } else if constexpr (p.row == 0) {
+            if constexpr (p.row == 0) {
               for (size_t k = 0; k < 3; ++k) ahead[p.dx - 1][k] += e[k] * w;
             } else {
               Sum* to = rows[p.row] + 3 * (static_cast<ptrdiff_t>(x) + direction * p.dx);
@@ -324,13 +311,7 @@ bool diffuse(const RowSource& s, std::span<const Work> palette, NearestTable& ta
   constexpr size_t kPad = kKernelColumns;
   const size_t rowLength = (size_t{s.width} + 2 * kPad) * 3;
   std::vector<Sum> errors(rowLength * k.rows, 0);
-  std::vector<Work> scaled;
-  if constexpr (std::is_same_v<Sum, BuiltInSum>)
-    for (const Work& p : palette) {
-      Work& product = scaled.emplace_back();
-      for (size_t c = 0; c < 3; ++c) product[c] = p[c] * weights[0];
-    }
-  const Quantiser quantise{table.finder(), table.packed()};
+  const Quantiser quantise{table.finder(), palette.data()};
   const Levels levels = workingLevels(st.linear, kShareBits, kHalfShare);
 
   return eachRow(s, levels, progress, indices, [&](uint32_t y, const int32_t* line, uint8_t* out) {
@@ -338,7 +319,7 @@ bool diffuse(const RowSource& s, std::span<const Work> palette, NearestTable& ta
     for (uint32_t r = 0; r < k.rows; ++r)
       rows[r] = errors.data() + ((y + r) % k.rows) * rowLength + kPad * 3;
     const bool backwards = st.serpentine && (y & 1) != 0;
-    const DiffusionRow<Sum> row{line, rows, weights.data(), scaled.data(), out, s.width};
+    const DiffusionRow<Sum> row{line, rows, weights.data(), out, s.width};
     if constexpr (std::is_same_v<Sum, BuiltInSum>)
       kBuiltInRows[st.weighted][st.clampError][st.builtIn](row, quantise, backwards);
     else

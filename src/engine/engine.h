@@ -99,93 +99,91 @@ class NearestTable {
   NearestTable(const NearestTable&) = delete;
   NearestTable& operator=(const NearestTable&) = delete;
 
+  // A palette entry in 8 bytes (R, G, B and a spare), read with one
+  // scaled index.
   using Packed = std::array<int16_t, 4>;
-  const Packed* packed() const { return packed_.data(); }
+
+  // The cell of c (within 0 .. kWorkMax on each channel), and of the cell
+  // coordinates r, g, b.
+  static uint32_t cellAt(uint32_t r, uint32_t g, uint32_t b) {
+    return r << (2 * kCellBits) | g << kCellBits | b;
+  }
+  static uint32_t cellOf(const Work& c) {
+    return cellAt(static_cast<uint32_t>(c[0]) >> kCellShift,
+                  static_cast<uint32_t>(c[1]) >> kCellShift,
+                  static_cast<uint32_t>(c[2]) >> kCellShift);
+  }
+
   // The table's blocks never move once made (the candidate lists have room
   // for every cell), so a pixel loop can hold their addresses in registers:
   // a Finder is that loop's copy.
   class Finder {
-   private:
-    friend class NearestTable;
    public:
-    // The nearest entry to c (within 0 .. kWorkMax on each channel) in its
-    // cell. W: the table's weights, known to the caller at compile time.
+    // The nearest entry to c, whose cell is given. W: the table's weights,
+    // known to the caller at compile time.
     template <const Work& W>
     uint8_t find(const Work& c, uint32_t cell) const {
       const uint32_t word = cells_[cell];
-      const uint32_t i0 = word & 0xFF, i1 = word >> 8;
-      if (i0 > i1) [[unlikely]]
+      if (isList(word)) [[unlikely]]
         return refine(c, cell, word);
-      // Up to two candidates inline (most cells), the second repeating the first for a lone one. d0 - d1 is the sum over the channels of
-      // w (p1 - p0) (2c - p0 - p1), zero for a lone candidate.
-      const Packed& p0 = packed_[i0];
-      const Packed& p1 = packed_[i1];
-      int32_t lead = 0;  // d0 - d1
-      for (size_t k = 0; k < 3; ++k) lead += W[k] * (p1[k] - p0[k]) * (2 * c[k] - p0[k] - p1[k]);
-      uint32_t best = i0;
-      // A branch, not a conditional move: predicted, it keeps the
-      // comparison off the path from one pixel to the next.
+      // One or two candidates inline (most cells), the one nearest to the
+      // cell's centre first. d0 - d1 is the sum over the channels of
+      // w (p1 - p0) (2c - p0 - p1): zero for a lone candidate, and rarely
+      // above zero in a pair, so a branch on it is mostly predicted and
+      // keeps the comparison off the path from one pixel to the next.
+      const uint32_t i0 = word & 0xFF, i1 = word >> 8;
+      const Packed& p0 = palette_[i0];
+      const Packed& p1 = palette_[i1];
+      int32_t lead = i1 < i0;  // the lower index wins a tie
+      for (size_t k = 0; k < 3; ++k)
+        lead += W[k] * (p1[k] - p0[k]) * (2 * c[k] - p0[k] - p1[k]);
       if (lead > 0) {
         keepBranch();
-        best = i1;
+        return static_cast<uint8_t>(i1);
       }
-      return static_cast<uint8_t>(best);
+      return static_cast<uint8_t>(i0);
     }
+    // The same for weights known only at run time.
     uint8_t find(const Work& c) const {
-      const uint32_t word = cells_[cellOf(c)];
-      const uint32_t i0 = word & 0xFF, i1 = word >> 8;
-      if (i0 > i1) [[unlikely]]
-        return refine(c, cellOf(c), word);
-      return static_cast<uint8_t>(distance(c, i1) < distance(c, i0) ? i1 : i0);
-    }
-    int32_t distance(const Work& c, uint32_t index) const {
-      const Work o = offsetFrom(c, index);
-      return weights_[0] * o[0] * o[0] + weights_[1] * o[1] * o[1] + weights_[2] * o[2] * o[2];
+      const uint32_t cell = cellOf(c);
+      const uint32_t word = cells_[cell];
+      if (isList(word)) return refine(c, cell, word);
+      return nearer(c, word & 0xFF, word >> 8);
     }
 
+   private:
     friend class NearestTable;
     Finder(NearestTable* owner, const uint16_t* cells, const uint32_t* lists,
-           const uint8_t* candidates, const Work* palette, const Packed* packed, Work weights)
+           const uint8_t* candidates, const Packed* palette, Work weights)
         : owner_(owner),
           cells_(cells),
           lists_(lists),
           candidates_(candidates),
           palette_(palette),
-          packed_(packed),
           weights_(weights) {}
-    static uint32_t cellOf(const Work& c) {
-      return cellAt(static_cast<uint32_t>(c[0]) >> kCellShift, static_cast<uint32_t>(c[1]) >> kCellShift, static_cast<uint32_t>(c[2]) >> kCellShift);
+    int32_t distance(const Work& c, uint32_t index) const {
+      const Packed& p = palette_[index];
+      int32_t d = 0;
+      for (size_t k = 0; k < 3; ++k) d += weights_[k] * (c[k] - p[k]) * (c[k] - p[k]);
+      return d;
     }
-    static uint32_t cellAt(uint32_t r, uint32_t g, uint32_t b) {
-      return r << (2 * kCellBits) | g << kCellBits | b;
-    }
-   private:
-    static uint32_t cellOfOld(const Work& c) {
-      return (static_cast<uint32_t>(c[0]) >> kCellShift) << (2 * kCellBits) |
-             (static_cast<uint32_t>(c[1]) >> kCellShift) << kCellBits |
-             static_cast<uint32_t>(c[2]) >> kCellShift;
-    }
-    Work offsetFrom(const Work& c, uint32_t index) const {
-      const Packed& p = packed_[index];
-      return {c[0] - p[0], c[1] - p[1], c[2] - p[2]};
+    uint8_t nearer(const Work& c, uint32_t a, uint32_t b) const {
+      const int32_t da = distance(c, a), db = distance(c, b);
+      return static_cast<uint8_t>(db < da || (db == da && b < a) ? b : a);
     }
     // An empty statement the compiler may not move, so that the branch
-    // around it stays one.
+    // around it is not made a conditional move.
     static void keepBranch() {
 #if defined(__GNUC__)
       asm volatile("");
 #endif
     }
-    template <const Work& W>
-    static int32_t distance(const Work& o) {
-      return W[0] * o[0] * o[0] + W[1] * o[1] * o[1] + W[2] * o[2] * o[2];
-    }
     // A cell not built yet, or one with a list: the nearest of its
-    // candidates, written for conditional moves.
+    // candidates (in index order), written for conditional moves.
     uint8_t refine(const Work& c, uint32_t cell, uint32_t word) const {
       if (word == kUnbuilt) {
         word = owner_->build(cell);
-        if ((word & 0xFF) <= word >> 8) return find(c);
+        if (!isList(word)) return nearer(c, word & 0xFF, word >> 8);
       }
       const uint32_t entry = lists_[cell];
       const uint8_t* list = candidates_ + (entry >> kCountBits);
@@ -195,9 +193,9 @@ class NearestTable {
       for (uint32_t i = 1; i < count; ++i) {
         const uint32_t candidate = list[i];
         const int32_t d = distance(c, candidate);
-        const bool nearer = d < bestDistance;
-        best = nearer ? candidate : best;
-        bestDistance = nearer ? d : bestDistance;
+        const bool closer = d < bestDistance;
+        best = closer ? candidate : best;
+        bestDistance = closer ? d : bestDistance;
       }
       return static_cast<uint8_t>(best);
     }
@@ -205,31 +203,33 @@ class NearestTable {
     const uint16_t* cells_;
     const uint32_t* lists_;
     const uint8_t* candidates_;
-    const Work* palette_;
-    const Packed* packed_;
+    const Packed* palette_;
     Work weights_;
   };
   Finder finder() {
-    return Finder(this, cells_.data(), lists_.data(), candidates_.data(), palette_.data(),
-                  packed_.data(), weights_);
+    return Finder(this, cells_.data(), lists_.data(), candidates_.data(), packed_.data(),
+                  weights_);
   }
 
   uint8_t find(const Work& c) { return finder().find(c); }
 
  private:
-  // A cell is a word: below kInlineEnd, up to three candidates' indices in
-  // its low bytes (the first repeated where there are fewer); kMany when
-  // the cell's list word in lists_ (count in the low bits, where the list
-  // starts above them) tells the candidates; kUnbuilt before first use.
-  static constexpr uint32_t kInlineCandidates = 2;
-  static constexpr uint16_t kMany = 0x01FF;
+  // A cell is a 16-bit word (a 64 KiB table, whose cells a picture uses
+  // mostly stay in the first cache levels): two candidates' indices in the
+  // low and high byte (a lone candidate twice), the one nearest to the
+  // cell's centre first unless that would make 255 and 0 or 1, the two
+  // words kept for kUnbuilt, before first use, and kList, when the cell's
+  // list word in lists_ (count in the low bits, where the list starts
+  // above them) tells its candidates.
   static constexpr uint16_t kUnbuilt = 0x00FF;
+  static constexpr uint16_t kList = 0x01FF;
+  static bool isList(uint32_t word) { return (word | 0x100) == kList; }
   static constexpr uint32_t kCountBits = 9;
   static constexpr uint32_t kCountMask = (1u << kCountBits) - 1;
   uint32_t build(uint32_t cell);
 
   std::vector<Work> palette_;
-  std::vector<Packed> packed_;  // the palette in 8 bytes an entry
+  std::vector<Packed> packed_;
   Work weights_;
   std::vector<uint16_t> cells_;
   std::vector<uint32_t> lists_;

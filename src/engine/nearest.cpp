@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <utility>
 
 #include "engine/engine.h"
 
@@ -22,7 +23,8 @@ NearestTable::NearestTable(std::span<const Work> palette, Work weights)
       cells_(kCells, kUnbuilt),
       lists_(kCells) {
   for (const Work& p : palette_)
-    packed_.push_back({static_cast<int16_t>(p[0]), static_cast<int16_t>(p[1]), static_cast<int16_t>(p[2]), 0});
+    packed_.push_back(
+        {static_cast<int16_t>(p[0]), static_cast<int16_t>(p[1]), static_cast<int16_t>(p[2]), 0});
   candidates_.reserve(cells_.size() * palette_.size());
   scratch_.resize(palette_.size());
 }
@@ -49,16 +51,22 @@ uint32_t NearestTable::build(uint32_t cell) {
   for (size_t i = 0; i < n; ++i)
     if (nearSide[i] <= bound) candidates_.push_back(static_cast<uint8_t>(i));
   const uint32_t count = static_cast<uint32_t>(candidates_.size()) - first;
-  if (count <= kInlineCandidates) {
-    uint32_t word = 0;
-    for (uint32_t i = 0; i < kInlineCandidates; ++i)
-      word |= uint32_t{candidates_[first + (i < count ? i : 0)]} << (8 * i);
-    cells_[cell] = static_cast<uint16_t>(word);
-    candidates_.resize(first);
-  } else {
+  if (count > 2) {
     lists_[cell] = first << kCountBits | count;
-    cells_[cell] = kMany;
+    cells_[cell] = kList;
+    return kList;
   }
+  uint32_t near = candidates_[first], far = candidates_[first + count - 1];
+  candidates_.resize(first);
+  // Twice the centre, (a + (a + side - 1)) on each channel, to stay whole.
+  int64_t lead = 0;  // the centre's distance to `near` minus that to `far`
+  for (size_t k = 0; k < 3; ++k) {
+    const int64_t centre2 = 2 * at[k] * kCellSide + kCellSide - 1;
+    const int64_t a = palette_[near][k], b = palette_[far][k];
+    lead += weights_[k] * (b - a) * (centre2 - a - b);
+  }
+  if (lead > 0 && !(far == 255 && near <= 1)) std::swap(near, far);
+  cells_[cell] = static_cast<uint16_t>(near | far << 8);
   return cells_[cell];
 }
 
