@@ -234,7 +234,7 @@ class NearestTable {
   std::vector<uint16_t> cells_;
   std::vector<uint32_t> lists_;
   std::vector<uint8_t> candidates_;  // capacity for every cell: never reallocated
-  std::vector<int64_t> scratch_;     // build's per-entry distances
+  std::vector<int32_t> scratch_;     // build's per-entry distances
 };
 
 // ---- the dithering run (engine.cpp) ---------------------------------------------
