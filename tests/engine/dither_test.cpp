@@ -2,6 +2,7 @@
 // strength, linear light, pixel formats and chosen palettes.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 #include "engine/engine_support.h"
@@ -182,6 +183,31 @@ TEST(Engine, EveryFormatGivesTheSameIndicesAndColours) {
     for (uint32_t y = 0; y < rgb.height; ++y)
       for (uint32_t k = 0; k < rgb.width * f.bytes; ++k)
         ASSERT_EQ(in[y * stride + k], out[y * stride + k]) << "in place " << f.format;
+  }
+}
+
+// Indices written over the source itself, or one row below it (over rows
+// not read yet), match those written beside it.
+TEST(Engine, IndicesOverTheSourceMatchThoseBesideIt) {
+  const uint32_t width = 23, height = 13;
+  Pixels grey{width, height, 1, std::vector<uint8_t>(size_t{width} * height)};
+  std::mt19937 rng(4);
+  for (uint8_t& b : grey.bytes) b = static_cast<uint8_t>(rng());
+  const NadiroDitherOptions o = optionsWith(NADIRO_PALETTE_RGB332);
+  const Dithered reference = ditherToIndices(grey, o);
+  ASSERT_EQ(reference.status, NADIRO_DITHER_OK);
+  for (uint32_t below : {0u, 1u}) {
+    std::vector<uint8_t> block(size_t{width} * (height + 1));
+    std::copy(grey.bytes.begin(), grey.bytes.end(), block.begin());
+    const NadiroDitherSource source{block.data(), width, height, width, NADIRO_PIXELS_GREY8};
+    NadiroDitherTarget target{};
+    target.pixels = block.data() + width * below;
+    target.stride = width;
+    target.format = NADIRO_PIXELS_INDEX8;
+    ASSERT_EQ(NadiroDither(&source, &target, &o), NADIRO_DITHER_OK);
+    EXPECT_TRUE(std::equal(reference.indices.begin(), reference.indices.end(),
+                           block.begin() + width * below))
+        << "rows below the source: " << below;
   }
 }
 

@@ -52,7 +52,15 @@ TEST_P(NearestTableMatchesBruteForce, OnRandomColours) {
       for (int32_t& v : c)
         v = i % 2 ? anywhere(rng)
                   : std::min(kWorkMax, (border(rng) / 2) * 128 + border(rng) % 2 * 127);
-      ASSERT_EQ(table.find(c), bruteNearest(palette, c, w))
+      const uint32_t expected = bruteNearest(palette, c, w);
+      ASSERT_EQ(table.find(c), expected)
+          << pc.name << " seed " << seed << " at " << c[0] << "," << c[1] << "," << c[2];
+      // The pixel loops' path, its weights known at compile time.
+      const NearestTable::Finder finder = table.finder();
+      const uint32_t cell = NearestTable::cellOf(c);
+      ASSERT_EQ(pc.weighted ? finder.find<kPerceptualWeights>(c, cell)
+                            : finder.find<kPlainWeights>(c, cell),
+                expected)
           << pc.name << " seed " << seed << " at " << c[0] << "," << c[1] << "," << c[2];
     }
   }
@@ -72,6 +80,21 @@ INSTANTIATE_TEST_SUITE_P(Palettes, NearestTableMatchesBruteForce,
                              if (ch == ' ') ch = '_';
                            return n;
                          });
+
+// Two colours equally far from a point: the lower index, also when the
+// other lies nearer the centre of the point's cell (red 128 .. 255, centre
+// 191.5) and is stored first there.
+TEST(NearestTable, TiesGoToTheLowerIndex) {
+  const Work point{150, 64, 64};
+  const std::vector<Work> orders[] = {{{50, 64, 64}, {250, 64, 64}},
+                                      {{250, 64, 64}, {50, 64, 64}}};
+  for (const std::vector<Work>& palette : orders) {
+    NearestTable table(palette, kPlainWeights);
+    EXPECT_EQ(table.find(point), 0) << palette[0][0];
+    EXPECT_EQ(table.finder().find<kPlainWeights>(point, NearestTable::cellOf(point)), 0)
+        << palette[0][0];
+  }
+}
 
 // Every colour of a fixed palette maps to its own index (the palettes hold
 // distinct colours), and the index layouts are the documented ones.
