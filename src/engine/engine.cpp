@@ -162,27 +162,30 @@ struct Quantiser {
   // they are on the path from one pixel to the next.
   template <bool ClampError, const Work& W, typename Sum>
   Work quantise(const std::array<Sum, 3>& v, uint8_t& index) const {
-    std::array<Sum, 3> steps;
-    Work c;
-    for (size_t k = 0; k < 3; ++k) {
-      steps[k] = v[k] >> kShareBits;
-      c[k] = static_cast<int32_t>(std::clamp<Sum>(steps[k], 0, kWorkMax));
-    }
     // The cell straight from v while every channel lies within the cube
     // (v >> kShareBits in 0 .. 4095: c is those steps, or kWorkMax for the
     // top 15, all in the top cell), which keeps the clamp off the path to
     // the table.
     constexpr uint32_t shift = kShareBits + NearestTable::kCellShift;
     using Unsigned = std::make_unsigned_t<Sum>;
+    std::array<Sum, 3> steps;
     std::array<uint32_t, 3> at;
     Unsigned outside = 0;
     for (size_t k = 0; k < 3; ++k) {
+      steps[k] = v[k] >> kShareBits;
       const Unsigned u = static_cast<Unsigned>(v[k]);
       outside |= u >> (shift + NearestTable::kCellBits);
       at[k] = static_cast<uint32_t>(u >> shift);
     }
-    const uint32_t cell = outside == 0 ? NearestTable::cellAt(at[0], at[1], at[2])
-                                       : NearestTable::cellOf(c);
+    Work c;
+    uint32_t cell;
+    if (outside == 0) [[likely]] {
+      for (size_t k = 0; k < 3; ++k) c[k] = static_cast<int32_t>(std::min<Sum>(steps[k], kWorkMax));
+      cell = NearestTable::cellAt(at[0], at[1], at[2]);
+    } else {
+      for (size_t k = 0; k < 3; ++k) c[k] = static_cast<int32_t>(std::clamp<Sum>(steps[k], 0, kWorkMax));
+      cell = NearestTable::cellOf(c);
+    }
     index = finder.find<W>(c, cell);
     const Work& p = palette[index];
     Work e;
