@@ -75,8 +75,8 @@ PixelReader readerOf(const RowSource& s) {
 // Every row of the picture through `quantiseRow(y, line, out)`, asking the
 // callback first; `line` holds the row's R, G, B values from `levels`.
 template <typename QuantiseRow>
-bool eachRow(const RowSource& s, const Levels& levels, RowCallback progress,
-             IndexRows indices, QuantiseRow quantiseRow) {
+bool eachRow(const RowSource& s, const Levels& levels, RowCallback progress, IndexRows indices,
+             QuantiseRow quantiseRow) {
   assert(s.channelAt[1] == (s.bytesPerPixel == 1 ? 0 : 1));
   assert(s.channelAt[0] + s.channelAt[2] == (s.bytesPerPixel == 1 ? 0 : 2));
   const PixelReader read = levels.linear ? readerOf<true>(s) : readerOf<false>(s);
@@ -183,7 +183,8 @@ struct Quantiser {
       for (size_t k = 0; k < 3; ++k) c[k] = static_cast<int32_t>(std::min<Sum>(steps[k], kWorkMax));
       cell = NearestTable::cellAt(at[0], at[1], at[2]);
     } else {
-      for (size_t k = 0; k < 3; ++k) c[k] = static_cast<int32_t>(std::clamp<Sum>(steps[k], 0, kWorkMax));
+      for (size_t k = 0; k < 3; ++k)
+        c[k] = static_cast<int32_t>(std::clamp<Sum>(steps[k], 0, kWorkMax));
       cell = NearestTable::cellOf(c);
     }
     index = finder.find<W>(c, cell);
@@ -347,8 +348,7 @@ Work paletteSteps(std::span<const Work> palette) {
 }
 
 bool ordered(const RowSource& s, std::span<const Work> palette, NearestTable& table,
-             const Settings& st, const Levels& working, RowCallback progress,
-             IndexRows indices) {
+             const Settings& st, const Levels& working, RowCallback progress, IndexRows indices) {
   const RankMatrix& m = *st.matrix;
   const uint32_t levels =
       static_cast<uint32_t>(*std::max_element(m.ranks.begin(), m.ranks.end())) + 1;

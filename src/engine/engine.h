@@ -124,7 +124,7 @@ class NearestTable {
     template <const Work& W>
     uint8_t find(const Work& c, uint32_t cell) const {
       const uint32_t word = cells_[cell];
-      if (isList(word)) [[unlikely]]
+      if (!isInline(word)) [[unlikely]]
         return refine(c, cell, word);
       // One or two candidates inline (most cells), the one nearest to the
       // cell's centre first. d0 - d1 is the sum over the channels of
@@ -135,8 +135,7 @@ class NearestTable {
       const Packed& p0 = palette_[i0];
       const Packed& p1 = palette_[i1];
       int32_t lead = i1 < i0;  // the lower index wins a tie
-      for (size_t k = 0; k < 3; ++k)
-        lead += W[k] * (p1[k] - p0[k]) * (2 * c[k] - p0[k] - p1[k]);
+      for (size_t k = 0; k < 3; ++k) lead += W[k] * (p1[k] - p0[k]) * (2 * c[k] - p0[k] - p1[k]);
       if (lead > 0) {
         keepBranch();
         return static_cast<uint8_t>(i1);
@@ -147,7 +146,7 @@ class NearestTable {
     uint8_t find(const Work& c) const {
       const uint32_t cell = cellOf(c);
       const uint32_t word = cells_[cell];
-      if (isList(word)) return refine(c, cell, word);
+      if (!isInline(word)) return refine(c, cell, word);
       return nearer(c, word & 0xFF, word >> 8);
     }
 
@@ -183,7 +182,7 @@ class NearestTable {
     uint8_t refine(const Work& c, uint32_t cell, uint32_t word) const {
       if (word == kUnbuilt) {
         word = owner_->build(cell);
-        if (!isList(word)) return nearer(c, word & 0xFF, word >> 8);
+        if (isInline(word)) return nearer(c, word & 0xFF, word >> 8);
       }
       const uint32_t entry = lists_[cell];
       const uint8_t* list = candidates_ + (entry >> kCountBits);
@@ -207,8 +206,7 @@ class NearestTable {
     Work weights_;
   };
   Finder finder() {
-    return Finder(this, cells_.data(), lists_.data(), candidates_.data(), packed_.data(),
-                  weights_);
+    return Finder(this, cells_.data(), lists_.data(), candidates_.data(), packed_.data(), weights_);
   }
 
   uint8_t find(const Work& c) { return finder().find(c); }
@@ -223,7 +221,10 @@ class NearestTable {
   // above them) tells its candidates.
   static constexpr uint16_t kUnbuilt = 0x00FF;
   static constexpr uint16_t kList = 0x01FF;
-  static bool isList(uint32_t word) { return (word | 0x100) == kList; }
+  // True for a pair or lone candidate, false for kUnbuilt and kList.
+  static bool isInline(uint32_t word) {
+    return (word | 0x100) != kList;
+  }
   static constexpr uint32_t kCountBits = 9;
   static constexpr uint32_t kCountMask = (1u << kCountBits) - 1;
   uint32_t build(uint32_t cell);

@@ -217,7 +217,8 @@ Extent extentOf(const void* first, uint32_t stride, uint32_t rows, uint64_t row)
 bool indicesDirect(const NadiroDitherSource& src, const Layout& in,
                    const NadiroDitherTarget& target, const Layout& out, bool showProgress) {
   if (out.format != NADIRO_PIXELS_INDEX8 || showProgress) return false;
-  const Extent a = extentOf(src.pixels, src.stride, src.height, uint64_t{src.width} * in.bytesPerPixel);
+  const Extent a =
+      extentOf(src.pixels, src.stride, src.height, uint64_t{src.width} * in.bytesPerPixel);
   const Extent b = extentOf(target.pixels, target.stride, src.height, src.width);
   return a.end <= b.begin || b.end <= a.begin;
 }

@@ -86,8 +86,7 @@ INSTANTIATE_TEST_SUITE_P(Palettes, NearestTableMatchesBruteForce,
 // 191.5) and is stored first there.
 TEST(NearestTable, TiesGoToTheLowerIndex) {
   const Work point{150, 64, 64};
-  const std::vector<Work> orders[] = {{{50, 64, 64}, {250, 64, 64}},
-                                      {{250, 64, 64}, {50, 64, 64}}};
+  const std::vector<Work> orders[] = {{{50, 64, 64}, {250, 64, 64}}, {{250, 64, 64}, {50, 64, 64}}};
   for (const std::vector<Work>& palette : orders) {
     NearestTable table(palette, kPlainWeights);
     EXPECT_EQ(table.find(point), 0) << palette[0][0];
