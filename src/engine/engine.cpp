@@ -160,8 +160,10 @@ struct Quantiser {
   const Work* palette;
   // The clamping choice and the distance weights fixed at compile time:
   // they are on the path from one pixel to the next.
+  // Inlined into every row loop: a call would pass v and the error
+  // through memory, on the chain.
   template <bool ClampError, const Work& W, typename Sum>
-  Work quantise(const std::array<Sum, 3>& v, uint8_t& index) const {
+  [[gnu::always_inline]] Work quantise(const std::array<Sum, 3>& v, uint8_t& index) const {
     // The cell straight from v while every channel lies within the cube
     // (v >> kShareBits in 0 .. 4095: c is those steps, or kWorkMax for the
     // top 15, all in the top cell), which keeps the clamp off the path to

@@ -122,7 +122,7 @@ class NearestTable {
     // The nearest entry to c, whose cell is given. W: the table's weights,
     // known to the caller at compile time.
     template <const Work& W>
-    uint8_t find(const Work& c, uint32_t cell) const {
+    [[gnu::always_inline]] uint8_t find(const Work& c, uint32_t cell) const {
       const uint32_t word = cells_[cell];
       if (!isInline(word)) [[unlikely]]
         return refine(c, cell, word);
