@@ -3,6 +3,7 @@
 #include "engine/engine.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <type_traits>
 #include <utility>
@@ -21,41 +22,69 @@ int32_t toWorking(uint8_t value, bool linear) {
 
 namespace {
 
-using Lut = std::array<int32_t, 256>;
+// Source bytes to working values times 2^shift, plus `add`: sRGB bytes by
+// a shift, linear light through a table.
+struct Levels {
+  bool linear;
+  uint32_t shift;
+  int32_t add;
+  std::array<int32_t, 256> table;  // linear light
+};
 
-// Working values, times 2^shift, plus `add`.
-Lut workingTable(bool linear, uint32_t shift = 0, int32_t add = 0) {
-  Lut lut{};
+Levels workingLevels(bool linear, uint32_t shift = 0, int32_t add = 0) {
+  Levels levels{linear, kWorkFraction + shift, add, {}};
   for (uint32_t v = 0; v < 256; ++v)
-    lut[v] = (toWorking(static_cast<uint8_t>(v), linear) << shift) + add;
-  return lut;
+    levels.table[v] = (toWorking(static_cast<uint8_t>(v), linear) << shift) + add;
+  return levels;
 }
 
-// Row y as R, G, B values from `lut`.
-void readRow(const RowSource& s, uint32_t y, const Lut& lut, int32_t* out) {
-  const uint8_t* p = s.pixels + y * s.stride;
-  if (s.bytesPerPixel == 1) {
-    for (uint32_t x = 0; x < s.width; ++x) out[3 * x] = out[3 * x + 1] = out[3 * x + 2] = lut[p[x]];
-    return;
+// A row of `Bpp`-byte pixels, red at byte R, green at 1 and blue at B (grey:
+// one byte), as R, G, B values; the layout fixed at compile time so the
+// loop is vectorised.
+template <bool Linear, uint32_t Bpp, uint32_t R, uint32_t B>
+void readPixels(const uint8_t* p, uint32_t width, const Levels& levels, int32_t* out) {
+  constexpr uint32_t G = Bpp == 1 ? 0 : 1;
+  // Locals: the stores could otherwise alias the levels.
+  const uint32_t shift = levels.shift;
+  const int32_t add = levels.add;
+  const int32_t* table = levels.table.data();
+  const auto level = [&](uint8_t v) { return Linear ? table[v] : (int32_t{v} << shift) + add; };
+  for (uint32_t x = 0; x < width; ++x) {
+    const uint8_t* q = p + size_t{x} * Bpp;
+    out[3 * size_t{x}] = level(q[R]);
+    out[3 * size_t{x} + 1] = level(q[G]);
+    out[3 * size_t{x} + 2] = level(q[B]);
   }
-  const uint32_t r = s.channelAt[0], g = s.channelAt[1], b = s.channelAt[2];
-  for (uint32_t x = 0; x < s.width; ++x, p += s.bytesPerPixel) {
-    out[3 * x] = lut[p[r]];
-    out[3 * x + 1] = lut[p[g]];
-    out[3 * x + 2] = lut[p[b]];
+}
+
+using PixelReader = void (*)(const uint8_t*, uint32_t, const Levels&, int32_t*);
+
+template <bool Linear>
+PixelReader readerOf(const RowSource& s) {
+  const bool redFirst = s.channelAt[0] == 0;
+  switch (s.bytesPerPixel) {
+    case 1:
+      return &readPixels<Linear, 1, 0, 0>;
+    case 3:
+      return redFirst ? &readPixels<Linear, 3, 0, 2> : &readPixels<Linear, 3, 2, 0>;
+    default:
+      return redFirst ? &readPixels<Linear, 4, 0, 2> : &readPixels<Linear, 4, 2, 0>;
   }
 }
 
 // Every row of the picture through `quantiseRow(y, line, out)`, asking the
-// callback first.
+// callback first; `line` holds the row's R, G, B values from `levels`.
 template <typename QuantiseRow>
-bool eachRow(const RowSource& s, const Lut& lut, RowCallback progress, std::span<uint8_t> indices,
+bool eachRow(const RowSource& s, const Levels& levels, RowCallback progress, IndexRows indices,
              QuantiseRow quantiseRow) {
+  assert(s.channelAt[1] == (s.bytesPerPixel == 1 ? 0 : 1));
+  assert(s.channelAt[0] + s.channelAt[2] == (s.bytesPerPixel == 1 ? 0 : 2));
+  const PixelReader read = levels.linear ? readerOf<true>(s) : readerOf<false>(s);
   std::vector<int32_t> line(size_t{s.width} * 3);
   for (uint32_t y = 0; y < s.height; ++y) {
     if (!progress.keepGoing(progress.context, y)) return false;
-    readRow(s, y, lut, line.data());
-    quantiseRow(y, line.data(), indices.data() + size_t{y} * s.width);
+    read(s.pixels + y * s.stride, s.width, levels, line.data());
+    quantiseRow(y, line.data(), indices.first + y * indices.stride);
   }
   return true;
 }
@@ -129,18 +158,39 @@ struct DiffusionRow {
 struct Quantiser {
   NearestTable::Finder finder;
   const Work* palette;
-  // The clamping choice fixed at compile time: it is on the path from one
-  // pixel to the next.
-  template <bool ClampError, typename Sum>
-  Work quantise(const std::array<Sum, 3>& v, uint8_t& index) const {
+  // The clamping choice and the distance weights fixed at compile time:
+  // they are on the path from one pixel to the next.
+  // Inlined into every row loop: a call would pass v and the error
+  // through memory, on the chain.
+  template <bool ClampError, const Work& W, typename Sum>
+  [[gnu::always_inline]] Work quantise(const std::array<Sum, 3>& v, uint8_t& index) const {
+    // The cell straight from v while every channel lies within the cube
+    // (v >> kShareBits in 0 .. 4095: c is those steps, or kWorkMax for the
+    // top 15, all in the top cell), which keeps the clamp off the path to
+    // the table.
+    constexpr uint32_t shift = kShareBits + NearestTable::kCellShift;
+    using Unsigned = std::make_unsigned_t<Sum>;
     std::array<Sum, 3> steps;
-    Work c;
+    std::array<uint32_t, 3> at;
+    Unsigned outside = 0;
     for (size_t k = 0; k < 3; ++k) {
       steps[k] = v[k] >> kShareBits;
-      c[k] = static_cast<int32_t>(std::clamp<Sum>(steps[k], 0, kWorkMax));
+      const Unsigned u = static_cast<Unsigned>(v[k]);
+      outside |= u >> (shift + NearestTable::kCellBits);
+      at[k] = static_cast<uint32_t>(u >> shift);
     }
-    index = finder.find(c);
-    const Work p = palette[index];
+    Work c;
+    uint32_t cell;
+    if (outside == 0) [[likely]] {
+      for (size_t k = 0; k < 3; ++k) c[k] = static_cast<int32_t>(std::min<Sum>(steps[k], kWorkMax));
+      cell = NearestTable::cellAt(at[0], at[1], at[2]);
+    } else {
+      for (size_t k = 0; k < 3; ++k)
+        c[k] = static_cast<int32_t>(std::clamp<Sum>(steps[k], 0, kWorkMax));
+      cell = NearestTable::cellOf(c);
+    }
+    index = finder.find<W>(c, cell);
+    const Work& p = palette[index];
     Work e;
     for (size_t k = 0; k < 3; ++k)
       e[k] = (ClampError
@@ -155,7 +205,7 @@ struct Quantiser {
 // current row ride in registers (`ahead`, pixel x + d at ahead[d - 1]
 // after each shift) so a pixel's error reaches the next pixel without a
 // store and a reload.
-template <auto Places, bool Backwards, bool ClampError>
+template <auto Places, bool Backwards, bool ClampError, const Work& W>
 void fixedRow(const DiffusionRow<BuiltInSum>& row, const Quantiser& quantiser) {
   using Sum = BuiltInSum;
   // Local copies: the index stores (bytes) may alias anything reached
@@ -181,7 +231,7 @@ void fixedRow(const DiffusionRow<BuiltInSum>& row, const Quantiser& quantiser) {
     const std::array<Sum, 3> v{here[0] + carried[0] + ahead[0][0],
                                here[1] + carried[1] + ahead[0][1],
                                here[2] + carried[2] + ahead[0][2]};
-    const Work e = quantise.quantise<ClampError>(v, r.out[x]);
+    const Work e = quantise.quantise<ClampError, W>(v, r.out[x]);
     for (int32_t d = 0; d < reach; ++d)
       for (size_t k = 0; k < 3; ++k) ahead[d][k] = ahead[d + 1][k];
     for (size_t k = 0; k < 3; ++k) ahead[reach][k] = 0;
@@ -205,7 +255,7 @@ void fixedRow(const DiffusionRow<BuiltInSum>& row, const Quantiser& quantiser) {
 
 // A caller kernel: the same walk with its taps read at run time, in 64-bit
 // sums.
-template <bool ClampError>
+template <bool ClampError, const Work& W>
 void anyRow(const DiffusionRow<CallerSum>& row, std::span<const TapPlace> places, bool backwards,
             const Quantiser& quantiser) {
   using Sum = CallerSum;
@@ -216,7 +266,7 @@ void anyRow(const DiffusionRow<CallerSum>& row, std::span<const TapPlace> places
     const uint32_t x = backwards ? r.width - 1 - i : i;
     const int32_t* here = r.line + 3 * x;
     const Sum* carried = r.rows[0] + 3 * x;
-    const Work e = quantise.quantise<ClampError, Sum>(
+    const Work e = quantise.quantise<ClampError, W, Sum>(
         {here[0] + carried[0], here[1] + carried[1], here[2] + carried[2]}, r.out[x]);
     for (size_t t = 0; t < places.size(); ++t) {
       Sum* to = r.rows[places[t].row] + 3 * (static_cast<ptrdiff_t>(x) + direction * places[t].dx);
@@ -227,26 +277,35 @@ void anyRow(const DiffusionRow<CallerSum>& row, std::span<const TapPlace> places
 
 using RowRunner = void (*)(const DiffusionRow<BuiltInSum>&, const Quantiser&, bool backwards);
 
-template <uint32_t Which, bool ClampError>
+template <uint32_t Which, bool ClampError, const Work& W>
 void builtInRow(const DiffusionRow<BuiltInSum>& r, const Quantiser& quantise, bool backwards) {
   constexpr auto places = placesOf<tapCount(kKernels[Which])>(kKernels[Which]);
   if (backwards)
-    fixedRow<places, true, ClampError>(r, quantise);
+    fixedRow<places, true, ClampError, W>(r, quantise);
   else
-    fixedRow<places, false, ClampError>(r, quantise);
+    fixedRow<places, false, ClampError, W>(r, quantise);
 }
 
-// Row runners of the built-in kernels: [clamping][kernel].
-template <uint32_t... W>
-constexpr std::array<std::array<RowRunner, sizeof...(W)>, 2> builtInRows(
-    std::integer_sequence<uint32_t, W...>) {
-  return {{{&builtInRow<W, false>...}, {&builtInRow<W, true>...}}};
+// Row runners of the built-in kernels: [perceptual][clamping][kernel].
+template <const Work& W, uint32_t... K>
+constexpr std::array<std::array<RowRunner, sizeof...(K)>, 2> builtInRows(
+    std::integer_sequence<uint32_t, K...>) {
+  return {{{&builtInRow<K, false, W>...}, {&builtInRow<K, true, W>...}}};
 }
-constexpr auto kBuiltInRows = builtInRows(std::make_integer_sequence<uint32_t, kBuiltInKernels>{});
+constexpr std::array<std::array<std::array<RowRunner, kBuiltInKernels>, 2>, 2> kBuiltInRows = {
+    builtInRows<kPlainWeights>(std::make_integer_sequence<uint32_t, kBuiltInKernels>{}),
+    builtInRows<kPerceptualWeights>(std::make_integer_sequence<uint32_t, kBuiltInKernels>{})};
+
+// A caller kernel's row: [perceptual][clamping].
+using AnyRowRunner = void (*)(const DiffusionRow<CallerSum>&, std::span<const TapPlace>, bool,
+                              const Quantiser&);
+constexpr AnyRowRunner kAnyRows[2][2] = {
+    {&anyRow<false, kPlainWeights>, &anyRow<true, kPlainWeights>},
+    {&anyRow<false, kPerceptualWeights>, &anyRow<true, kPerceptualWeights>}};
 
 template <typename Sum>
 bool diffuse(const RowSource& s, std::span<const Work> palette, NearestTable& table,
-             const Settings& st, RowCallback progress, std::span<uint8_t> indices) {
+             const Settings& st, RowCallback progress, IndexRows indices) {
   const Kernel& k = st.kernel;
   const std::vector<Sum> weights = weightsOf<Sum>(k, st.strength);
   std::vector<TapPlace> places;
@@ -259,20 +318,18 @@ bool diffuse(const RowSource& s, std::span<const Work> palette, NearestTable& ta
   const size_t rowLength = (size_t{s.width} + 2 * kPad) * 3;
   std::vector<Sum> errors(rowLength * k.rows, 0);
   const Quantiser quantise{table.finder(), palette.data()};
-  const Lut lut = workingTable(st.linear, kShareBits, kHalfShare);
+  const Levels levels = workingLevels(st.linear, kShareBits, kHalfShare);
 
-  return eachRow(s, lut, progress, indices, [&](uint32_t y, const int32_t* line, uint8_t* out) {
+  return eachRow(s, levels, progress, indices, [&](uint32_t y, const int32_t* line, uint8_t* out) {
     Sum* rows[kKernelRows] = {};
     for (uint32_t r = 0; r < k.rows; ++r)
       rows[r] = errors.data() + ((y + r) % k.rows) * rowLength + kPad * 3;
     const bool backwards = st.serpentine && (y & 1) != 0;
     const DiffusionRow<Sum> row{line, rows, weights.data(), out, s.width};
     if constexpr (std::is_same_v<Sum, BuiltInSum>)
-      kBuiltInRows[st.clampError][st.builtIn](row, quantise, backwards);
-    else if (st.clampError)
-      anyRow<true>(row, places, backwards, quantise);
+      kBuiltInRows[st.weighted][st.clampError][st.builtIn](row, quantise, backwards);
     else
-      anyRow<false>(row, places, backwards, quantise);
+      kAnyRows[st.weighted][st.clampError](row, places, backwards, quantise);
     // Row y is done; its buffer becomes row y + rows.
     std::fill_n(rows[0] - kPad * 3, rowLength, Sum{0});
   });
@@ -293,7 +350,7 @@ Work paletteSteps(std::span<const Work> palette) {
 }
 
 bool ordered(const RowSource& s, std::span<const Work> palette, NearestTable& table,
-             const Settings& st, const Lut& lut, RowCallback progress, std::span<uint8_t> indices) {
+             const Settings& st, const Levels& working, RowCallback progress, IndexRows indices) {
   const RankMatrix& m = *st.matrix;
   const uint32_t levels =
       static_cast<uint32_t>(*std::max_element(m.ranks.begin(), m.ranks.end())) + 1;
@@ -305,7 +362,7 @@ bool ordered(const RowSource& s, std::span<const Work> palette, NearestTable& ta
     for (size_t k = 0; k < 3; ++k) shift[i][k] = static_cast<int32_t>(std::lround(t * steps[k]));
   }
   const NearestTable::Finder finder = table.finder();
-  return eachRow(s, lut, progress, indices,
+  return eachRow(s, working, progress, indices,
                  [&, finder](uint32_t y, const int32_t* line, uint8_t* out) {
                    const Work* shifts = shift.data() + size_t{y % m.height} * m.width;
                    for (uint32_t x = 0; x < s.width; ++x) {
@@ -318,10 +375,10 @@ bool ordered(const RowSource& s, std::span<const Work> palette, NearestTable& ta
                  });
 }
 
-bool nearest(const RowSource& s, NearestTable& table, const Lut& lut, RowCallback progress,
-             std::span<uint8_t> indices) {
+bool nearest(const RowSource& s, NearestTable& table, const Levels& levels, RowCallback progress,
+             IndexRows indices) {
   const NearestTable::Finder finder = table.finder();
-  return eachRow(s, lut, progress, indices,
+  return eachRow(s, levels, progress, indices,
                  [&, finder](uint32_t, const int32_t* line, uint8_t* out) {
                    for (uint32_t x = 0; x < s.width; ++x) {
                      const int32_t* v = line + 3 * x;
@@ -333,11 +390,12 @@ bool nearest(const RowSource& s, NearestTable& table, const Lut& lut, RowCallbac
 }  // namespace
 
 bool dither(const RowSource& source, std::span<const Rgb> palette, const Settings& settings,
-            RowCallback progress, std::span<uint8_t> indices) {
-  const Lut lut = workingTable(settings.linear);
+            RowCallback progress, IndexRows indices) {
+  const Levels levels = workingLevels(settings.linear);
   std::vector<Work> work;
-  for (const Rgb& p : palette) work.push_back({lut[p[0]], lut[p[1]], lut[p[2]]});
-  const Work weights = settings.weighted ? Work{2, 4, 3} : Work{1, 1, 1};
+  for (const Rgb& p : palette)
+    work.push_back({levels.table[p[0]], levels.table[p[1]], levels.table[p[2]]});
+  const Work weights = settings.weighted ? kPerceptualWeights : kPlainWeights;
   NearestTable table(work, weights);
   switch (settings.method) {
     case Method::Diffusion:
@@ -345,11 +403,11 @@ bool dither(const RowSource& source, std::span<const Rgb> palette, const Setting
         return diffuse<BuiltInSum>(source, work, table, settings, progress, indices);
       return diffuse<CallerSum>(source, work, table, settings, progress, indices);
     case Method::Ordered:
-      return ordered(source, work, table, settings, lut, progress, indices);
+      return ordered(source, work, table, settings, levels, progress, indices);
     case Method::Nearest:
       break;
   }
-  return nearest(source, table, lut, progress, indices);
+  return nearest(source, table, levels, progress, indices);
 }
 
 }  // namespace nadiro::engine

@@ -2,6 +2,7 @@
 // They assume arguments the shell (export.cpp) has checked.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -78,6 +79,11 @@ inline constexpr uint32_t kWorkFraction = 4;
 inline constexpr int32_t kWorkMax = 255 << kWorkFraction;
 using Work = std::array<int32_t, 3>;
 
+// The weights of the squared channel distances: plain, and perceptual
+// (red, green, blue as 2, 4, 3).
+inline constexpr Work kPlainWeights{1, 1, 1};
+inline constexpr Work kPerceptualWeights{2, 4, 3};
+
 // Nearest palette entry by weighted squared distance, ties to the lower
 // index. A 32 x 32 x 32 grid of cells over the working cube; each cell,
 // built on first use, lists the entries that can be nearest to some point
@@ -93,40 +99,92 @@ class NearestTable {
   NearestTable(const NearestTable&) = delete;
   NearestTable& operator=(const NearestTable&) = delete;
 
+  // A palette entry in 8 bytes (R, G, B and a spare), read with one
+  // scaled index.
+  using Packed = std::array<int16_t, 4>;
+
+  // The cell of c (within 0 .. kWorkMax on each channel), and of the cell
+  // coordinates r, g, b.
+  static uint32_t cellAt(uint32_t r, uint32_t g, uint32_t b) {
+    return r << (2 * kCellBits) | g << kCellBits | b;
+  }
+  static uint32_t cellOf(const Work& c) {
+    return cellAt(static_cast<uint32_t>(c[0]) >> kCellShift,
+                  static_cast<uint32_t>(c[1]) >> kCellShift,
+                  static_cast<uint32_t>(c[2]) >> kCellShift);
+  }
+
   // The table's blocks never move once made (the candidate lists have room
   // for every cell), so a pixel loop can hold their addresses in registers:
   // a Finder is that loop's copy.
   class Finder {
    public:
-    // c within 0 .. kWorkMax on each channel.
-    uint8_t find(const Work& c) const {
-      const uint32_t cell = (static_cast<uint32_t>(c[0]) >> kCellShift) << (2 * kCellBits) |
-                            (static_cast<uint32_t>(c[1]) >> kCellShift) << kCellBits |
-                            static_cast<uint32_t>(c[2]) >> kCellShift;
-      uint32_t entry = cells_[cell];
-      if (entry == kUnbuilt) entry = owner_->build(cell);
-      // One candidate (most cells): the entry holds its index.
-      if (entry & kSingle) return static_cast<uint8_t>(entry);
-      return refine(c, lists_[cell]);
+    // The nearest entry to c, whose cell is given. W: the table's weights,
+    // known to the caller at compile time.
+    template <const Work& W>
+    [[gnu::always_inline]] uint8_t find(const Work& c, uint32_t cell) const {
+      const uint32_t word = cells_[cell];
+      if (!isInline(word)) [[unlikely]]
+        return refine(c, cell, word);
+      // One or two candidates inline (most cells), the one nearest to the
+      // cell's centre first. d0 - d1 is the sum over the channels of
+      // w (p1 - p0) (2c - p0 - p1): zero for a lone candidate, and rarely
+      // above zero in a pair, so a branch on it is mostly predicted and
+      // keeps the comparison off the path from one pixel to the next.
+      const uint32_t i0 = word & 0xFF, i1 = word >> 8;
+      const Packed& p0 = palette_[i0];
+      const Packed& p1 = palette_[i1];
+      int32_t lead = i1 < i0;  // the lower index wins a tie
+      for (size_t k = 0; k < 3; ++k) lead += W[k] * (p1[k] - p0[k]) * (2 * c[k] - p0[k] - p1[k]);
+      if (lead > 0) {
+        keepBranch();
+        return static_cast<uint8_t>(i1);
+      }
+      return static_cast<uint8_t>(i0);
     }
-    int32_t distance(const Work& c, uint32_t index) const {
-      const Work& p = palette_[index];
-      const int32_t d0 = c[0] - p[0], d1 = c[1] - p[1], d2 = c[2] - p[2];
-      return weights_[0] * d0 * d0 + weights_[1] * d1 * d1 + weights_[2] * d2 * d2;
+    // The same for weights known only at run time.
+    uint8_t find(const Work& c) const {
+      const uint32_t cell = cellOf(c);
+      const uint32_t word = cells_[cell];
+      if (!isInline(word)) return refine(c, cell, word);
+      return nearer(c, word & 0xFF, word >> 8);
     }
 
    private:
     friend class NearestTable;
     Finder(NearestTable* owner, const uint16_t* cells, const uint32_t* lists,
-           const uint8_t* candidates, const Work* palette, Work weights)
+           const uint8_t* candidates, const Packed* palette, Work weights)
         : owner_(owner),
           cells_(cells),
           lists_(lists),
           candidates_(candidates),
           palette_(palette),
           weights_(weights) {}
-    // The nearest of a cell's candidates, written for conditional moves.
-    uint8_t refine(const Work& c, uint32_t entry) const {
+    int32_t distance(const Work& c, uint32_t index) const {
+      const Packed& p = palette_[index];
+      int32_t d = 0;
+      for (size_t k = 0; k < 3; ++k) d += weights_[k] * (c[k] - p[k]) * (c[k] - p[k]);
+      return d;
+    }
+    uint8_t nearer(const Work& c, uint32_t a, uint32_t b) const {
+      const int32_t da = distance(c, a), db = distance(c, b);
+      return static_cast<uint8_t>(db < da || (db == da && b < a) ? b : a);
+    }
+    // An empty statement the compiler may not move, so that the branch
+    // around it is not made a conditional move.
+    static void keepBranch() {
+#if defined(__GNUC__)
+      asm volatile("");
+#endif
+    }
+    // A cell not built yet, or one with a list: the nearest of its
+    // candidates (in index order), written for conditional moves.
+    uint8_t refine(const Work& c, uint32_t cell, uint32_t word) const {
+      if (word == kUnbuilt) {
+        word = owner_->build(cell);
+        if (isInline(word)) return nearer(c, word & 0xFF, word >> 8);
+      }
+      const uint32_t entry = lists_[cell];
       const uint8_t* list = candidates_ + (entry >> kCountBits);
       const uint32_t count = entry & kCountMask;
       uint32_t best = list[0];
@@ -134,9 +192,9 @@ class NearestTable {
       for (uint32_t i = 1; i < count; ++i) {
         const uint32_t candidate = list[i];
         const int32_t d = distance(c, candidate);
-        const bool nearer = d < bestDistance;
-        best = nearer ? candidate : best;
-        bestDistance = nearer ? d : bestDistance;
+        const bool closer = d < bestDistance;
+        best = closer ? candidate : best;
+        bestDistance = closer ? d : bestDistance;
       }
       return static_cast<uint8_t>(best);
     }
@@ -144,34 +202,40 @@ class NearestTable {
     const uint16_t* cells_;
     const uint32_t* lists_;
     const uint8_t* candidates_;
-    const Work* palette_;
+    const Packed* palette_;
     Work weights_;
   };
   Finder finder() {
-    return Finder(this, cells_.data(), lists_.data(), candidates_.data(), palette_.data(),
-                  weights_);
+    return Finder(this, cells_.data(), lists_.data(), candidates_.data(), packed_.data(), weights_);
   }
 
   uint8_t find(const Work& c) { return finder().find(c); }
 
  private:
-  // A cell is a 16-bit word (a 64 KiB table, of which the cells a picture
-  // uses stay in the first cache level): kSingle plus the index for a lone candidate, kMany when
-  // the cell's list word in lists_ (count in the low bits, where the list
-  // starts above them) tells the candidates, kUnbuilt before first use.
-  static constexpr uint32_t kUnbuilt = 0;
-  static constexpr uint32_t kMany = 1;
-  static constexpr uint32_t kSingle = 0x8000;
+  // A cell is a 16-bit word (a 64 KiB table, whose cells a picture uses
+  // mostly stay in the first cache levels): two candidates' indices in the
+  // low and high byte (a lone candidate twice), the one nearest to the
+  // cell's centre first unless that would make 255 and 0 or 1, the two
+  // words kept for kUnbuilt, before first use, and kList, when the cell's
+  // list word in lists_ (count in the low bits, where the list starts
+  // above them) tells its candidates.
+  static constexpr uint16_t kUnbuilt = 0x00FF;
+  static constexpr uint16_t kList = 0x01FF;
+  // True for a pair or lone candidate, false for kUnbuilt and kList.
+  static bool isInline(uint32_t word) {
+    return (word | 0x100) != kList;
+  }
   static constexpr uint32_t kCountBits = 9;
   static constexpr uint32_t kCountMask = (1u << kCountBits) - 1;
   uint32_t build(uint32_t cell);
 
   std::vector<Work> palette_;
+  std::vector<Packed> packed_;
   Work weights_;
   std::vector<uint16_t> cells_;
   std::vector<uint32_t> lists_;
   std::vector<uint8_t> candidates_;  // capacity for every cell: never reallocated
-  std::vector<int64_t> scratch_;     // build's per-entry distances
+  std::vector<int32_t> scratch_;     // build's per-entry distances
 };
 
 // ---- the dithering run (engine.cpp) ---------------------------------------------
@@ -196,10 +260,16 @@ struct RowCallback {
   void* context;
 };
 
-// Writes one index a pixel to `indices` (width * height, row-major).
-// Returns false when keepGoing said stop.
+// Where the indices go: row y's width bytes at first + y * stride.
+struct IndexRows {
+  uint8_t* first;
+  size_t stride;
+};
+
+// Writes one index a pixel to `indices`, row by row. Returns false when
+// keepGoing said stop. Nothing is allocated once the first row is written.
 bool dither(const RowSource& source, std::span<const Rgb> palette, const Settings& settings,
-            RowCallback progress, std::span<uint8_t> indices);
+            RowCallback progress, IndexRows indices);
 
 // Byte -> working-space value.
 int32_t toWorking(uint8_t value, bool linear);

@@ -201,10 +201,33 @@ class ProgressRun {
   bool opened_ = false;
 };
 
-void writeTarget(const RowSource& s, const Layout& in, std::span<const uint8_t> indices,
+// Where a block of `rows` rows of `stride` bytes, the last `row` bytes
+// long, starts and ends, as addresses.
+struct Extent {
+  uintptr_t begin, end;
+};
+Extent extentOf(const void* first, uint32_t stride, uint32_t rows, uint64_t row) {
+  const uintptr_t begin = reinterpret_cast<uintptr_t>(first);
+  return {begin, begin + static_cast<uintptr_t>(uint64_t{stride} * (rows - 1) + row)};
+}
+
+// Indices go straight into an INDEX8 target when the run cannot stop half
+// way (no progress dialog, so no Cancel; nothing is allocated once rows
+// are written) and the target shares no byte with the source.
+bool indicesDirect(const NadiroDitherSource& src, const Layout& in,
+                   const NadiroDitherTarget& target, const Layout& out, bool showProgress) {
+  if (out.format != NADIRO_PIXELS_INDEX8 || showProgress) return false;
+  const Extent a =
+      extentOf(src.pixels, src.stride, src.height, uint64_t{src.width} * in.bytesPerPixel);
+  const Extent b = extentOf(target.pixels, target.stride, src.height, src.width);
+  return a.end <= b.begin || b.end <= a.begin;
+}
+
+// Colours (or indices kept aside) into the target, then the palette.
+void writeTarget(const RowSource& s, const Layout& in, const uint8_t* indices,
                  std::span<const Rgb> palette, NadiroDitherTarget& t, const Layout& out) {
-  for (uint32_t y = 0; y < s.height; ++y) {
-    const uint8_t* index = indices.data() + size_t{y} * s.width;
+  for (uint32_t y = 0; indices && y < s.height; ++y) {
+    const uint8_t* index = indices + size_t{y} * s.width;
     const uint8_t* from = s.pixels + y * s.stride;
     uint8_t* to = static_cast<uint8_t*>(t.pixels) + size_t{y} * t.stride;
     if (out.format == NADIRO_PIXELS_INDEX8) {
@@ -255,11 +278,14 @@ int32_t run(const NadiroDitherSource& src, NadiroDitherTarget& target,
   settings.linear = o.space == NADIRO_SPACE_LINEAR;
   settings.weighted = o.distance == NADIRO_DISTANCE_WEIGHTED;
 
-  std::vector<uint8_t> indices(size_t{src.width} * src.height);
+  const bool direct = indicesDirect(src, in, target, out, o.showProgress != 0);
+  std::vector<uint8_t> kept(direct ? 0 : size_t{src.width} * src.height);
+  const IndexRows indices = direct ? IndexRows{static_cast<uint8_t*>(target.pixels), target.stride}
+                                   : IndexRows{kept.data(), src.width};
   ProgressRun progress(o.showProgress != 0, o.progressOwner, src.height);
   if (progress.failed()) return NADIRO_DITHER_NO_PROGRESS;
   if (!dither(s, palette, settings, progress.callback(), indices)) return NADIRO_DITHER_CANCELLED;
-  writeTarget(s, in, indices, palette, target, out);
+  writeTarget(s, in, direct ? nullptr : kept.data(), palette, target, out);
   return NADIRO_DITHER_OK;
 }
 

@@ -14,6 +14,7 @@
 #include <random>
 #include <vector>
 
+#include "engine/engine.h"
 #include "nadiro/dither_engine.h"
 
 namespace nadiro::test {
@@ -203,6 +204,40 @@ TEST(Engine, NearestColoursAndStrengthZero) {
         EXPECT_EQ(ditherToIndices(picture, o).indices, nearest)
             << c.size << " colours, method " << method << " variant " << variant;
       }
+  }
+}
+
+// Two colours equally far from a point: the lower index, also when the
+// other lies nearer the centre of the point's lookup cell (red 128 .. 255,
+// centre 191.5) and is stored first there. Through the table directly: the
+// pixel loops' inline path and the run-time one.
+TEST(NearestTable, TiesGoToTheLowerIndex) {
+  using namespace engine;
+  const Work point{150, 64, 64};
+  const std::vector<Work> orders[] = {{{50, 64, 64}, {250, 64, 64}}, {{250, 64, 64}, {50, 64, 64}}};
+  for (const std::vector<Work>& palette : orders) {
+    NearestTable table(palette, kPlainWeights);
+    EXPECT_EQ(table.find(point), 0) << palette[0][0];
+    EXPECT_EQ(table.finder().find<kPlainWeights>(point, NearestTable::cellOf(point)), 0)
+        << palette[0][0];
+  }
+}
+
+// Indices written over the source itself, or one row below it (over rows
+// not read yet), match those written beside it.
+TEST(Engine, IndicesOverTheSourceMatchThoseBesideIt) {
+  const uint32_t width = 23, height = 13;
+  const Pixels grey{width, height, 1, randomBytes(size_t{width} * height, 4)};
+  const NadiroDitherOptions o = optionsWith(NADIRO_PALETTE_RGB332);
+  const std::vector<uint8_t> beside = ditherToIndices(grey, o).indices;
+  for (const uint32_t below : {0u, 1u}) {
+    std::vector<uint8_t> block(size_t{width} * (height + 1));
+    std::copy(grey.bytes.begin(), grey.bytes.end(), block.begin());
+    const NadiroDitherSource source{block.data(), width, height, width, NADIRO_PIXELS_GREY8};
+    NadiroDitherTarget target{block.data() + width * below, width, NADIRO_PIXELS_INDEX8, 0, {}};
+    ASSERT_EQ(NadiroDither(&source, &target, &o), NADIRO_DITHER_OK);
+    EXPECT_TRUE(std::equal(beside.begin(), beside.end(), block.begin() + width * below))
+        << "rows below the source: " << below;
   }
 }
 
