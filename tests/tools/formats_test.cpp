@@ -161,6 +161,7 @@ TEST_P(PngKinds, DecodeToTheExpectedDepthAndSurviveDamage) {
 INSTANTIATE_TEST_SUITE_P(
     Formats, PngKinds,
     testing::Values(PngCase{"grey1", {PNG_COLOR_TYPE_GRAY, 1}, 8},
+                    PngCase{"grey4", {PNG_COLOR_TYPE_GRAY, 4}, 8},
                     PngCase{"grey8", {PNG_COLOR_TYPE_GRAY, 8}, 8},
                     PngCase{"grey16", {PNG_COLOR_TYPE_GRAY, 16}, 8},
                     PngCase{"greyAlpha16", {PNG_COLOR_TYPE_GRAY_ALPHA, 16}, 24},
