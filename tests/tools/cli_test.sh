@@ -36,7 +36,6 @@ check "result is a 1-bit BMP" test "$(od -An -tu2 -j28 -N2 "$work/mono.bmp" | tr
 
 # Channels and convolution.
 check "split rgb into BMPs" "$nadiro" split --model rgb "$sample" "$work/ch.bmp"
-check "split wrote R, G and B" test -s "$work/ch-R.bmp" -a -s "$work/ch-G.bmp" -a -s "$work/ch-B.bmp"
 check "channels are 8-bit" test "$(od -An -tu2 -j28 -N2 "$work/ch-G.bmp" | tr -d ' ')" = 8
 check "merge rgb" "$nadiro" merge --model rgb "$work/ch-R.bmp" "$work/ch-G.bmp" "$work/ch-B.bmp" "$work/back.bmp"
 check "split cmyk writes four PNGs" "$nadiro" split --model cmyk "$sample" "$work/cmyk"
