@@ -14,32 +14,23 @@
 namespace nadiro::test {
 namespace {
 
-const char* folderName(Companion kind) {
-  switch (kind) {
-    case Companion::Cancel:
-      return "cancel";
-    case Companion::Change:
-      return "change";
-    case Companion::Partial:
-      return "partial";
-  }
-  return "";
-}
-
 // companions/<kind>/ beside the test program.
 std::string modulePath(Companion kind) {
+  const char* folderName = kind == Companion::Cancel   ? "cancel"
+                           : kind == Companion::Change ? "change"
+                                                       : "partial";
 #if defined(_WIN32)
   char self[MAX_PATH] = {};
   GetModuleFileNameA(nullptr, self, MAX_PATH);
   std::string path(self);
   path.erase(path.rfind('\\') + 1);
-  return path + "companions\\" + folderName(kind) + "\\NadiroDlgs.dll";
+  return path + "companions\\" + folderName + "\\NadiroDlgs.dll";
 #else
   char self[PATH_MAX] = {};
   const ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
   std::string path(self, n > 0 ? static_cast<size_t>(n) : 0);
   path.erase(path.rfind('/') + 1);
-  return path + "companions/" + folderName(kind) + "/libNadiroDlgs.so";
+  return path + "companions/" + folderName + "/libNadiroDlgs.so";
 #endif
 }
 

@@ -1,5 +1,5 @@
 // The progress dialog with the real dialog manager: its controls and range,
-// the owner it disables, and the three ways Cancel reaches it.
+// the owner it disables, and the ways Cancel reaches it.
 #include <windows.h>
 // windows.h first: commctrl.h needs its types.
 #include <commctrl.h>
@@ -90,13 +90,9 @@ struct CancelCase {
   void (*press)(HWND dialog);
 };
 
+// Posted, so the next step's message pump delivers them (both end in the
+// dialog's Cancel command).
 const CancelCase kCancels[] = {
-    {"CommandMessage",
-     [](HWND dialog) {
-       SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED),
-                    reinterpret_cast<LPARAM>(GetDlgItem(dialog, IDCANCEL)));
-     }},
-    // Posted, so the next step's message pump delivers them.
     {"ButtonClick",
      [](HWND dialog) {
        PostMessageW(GetDlgItem(dialog, IDCANCEL), BM_CLICK, 0, 0);

@@ -1,6 +1,6 @@
 // The Windows load life cycle: the attach/detach entry on a module state of
-// the test's own, for both platform families, and the lazy block of threads
-// the module never saw attach.
+// the test's own, for both platform families. (Threads the module never saw
+// attach get their block lazily: thread_state_test.cpp, on every platform.)
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -102,31 +102,6 @@ TEST(ModuleEntry, ThreadDetachFreesTheBlockAndAttachMakesAFreshOne) {
   EXPECT_EQ(e.run(DLL_THREAD_DETACH), TRUE) << "nothing left to free";
   EXPECT_EQ(e.run(DLL_THREAD_ATTACH), TRUE);
   EXPECT_TRUE(isZeroBlock(e.block()));
-}
-
-// Threads of a program that links the library get no attach call: their
-// block is made on the first use, zeroed, one per thread.
-DWORD WINAPI readBlock(void* out) {
-  auto* seen = static_cast<ThreadErrorBlockData**>(out);
-  seen[0] = threadErrorBlock();
-  seen[1] = threadErrorBlock();
-  seen[2] = reinterpret_cast<ThreadErrorBlockData*>(uintptr_t{isZeroBlock(seen[0])});
-  return 0;
-}
-
-TEST(ThreadErrorBlockWin32, ThreadsTheModuleNeverSawGetABlockLazily) {
-  threadErrorBlock()->lastError = 2;
-  ThreadErrorBlockData* seen[3] = {};
-  HANDLE thread = CreateThread(nullptr, 0, readBlock, seen, 0, nullptr);
-  ASSERT_NE(thread, nullptr);
-  WaitForSingleObject(thread, INFINITE);
-  CloseHandle(thread);
-  ASSERT_NE(seen[0], nullptr);
-  EXPECT_EQ(seen[0], seen[1]) << "made once";
-  EXPECT_NE(seen[0], threadErrorBlock());
-  EXPECT_NE(seen[2], nullptr) << "zero-filled";
-  EXPECT_EQ(threadErrorBlock()->lastError, 2u);
-  threadErrorBlock()->lastError = 0;
 }
 
 }  // namespace
