@@ -103,16 +103,15 @@ void expectRefused(const Variant& v, MemHandle image, int32_t bits, uint32_t cod
 // and a source depth it refuses leaves the caller's image locked once.
 TEST(DitherExports, RefuseWithTheirCodes) {
   for (const Variant& v : kVariants) {
-    const bool window = v.window;
-    for (int32_t bits : {0, 2, 3, 5, 16, 24, -1, window ? 8 : -4})
+    for (int32_t bits : {0, 2, 3, 5, 16, 24, -1, v.window ? 8 : -4})
       expectRefused(v, test::garbageHandle(3), bits, NADIRO_PIXEL_BAD_ARGUMENT);
     for (auto [depth, bits] :
          {std::pair<uint16_t, int32_t>{4, 4}, {8, 8}, {1, 1}, {16, 1}, {32, 4}}) {
-      if (window && bits == 8) continue;
+      if (v.window && bits == 8) continue;
       test::ImageHandle h(test::makeDib({6, 3, depth}));
       expectRefused(v, h.get(), bits, NADIRO_PIXEL_BAD_SOURCE_DEPTH);
-      EXPECT_EQ(test::notLocked(h.get()), !window) << v.name << ", depth " << depth;
-      if (window) {
+      EXPECT_EQ(test::notLocked(h.get()), !v.window) << v.name << ", depth " << depth;
+      if (v.window) {
         EXPECT_FALSE(memUnlock(h.get())) << "exactly one lock left standing";
       }
     }
