@@ -1,4 +1,3 @@
 list(APPEND NADIRO_TEST_SOURCES
-  dither/dither_reference.cpp
   dither/dither_test.cpp
 )
