@@ -85,8 +85,8 @@ MUTANTS = [
     ("src/dither/kernels.cpp", "p[1] * 59u + p[0] * 11u", "p[1] * 59u + p[0] * 12u"),
     # The dithering engine.
     ("src/engine/engine.cpp", "/ 1.055, 2.4)", "/ 1.055, 2.5)"),
-    ("src/engine/nearest.cpp", "const int64_t outside = std::max(", "const int64_t outside = std::min("),
-    ("src/engine/engine.h", "d0 = c[0] - p[0], d1 = c[1] - p[1], d2 = c[2] - p[2];", "d0 = c[0] - p[0], d1 = c[1] - p[2], d2 = c[2] - p[2];"),
+    ("src/engine/nearest.cpp", "const int32_t outside = std::max(v - from[k], to[k] - v);", "const int32_t outside = std::min(v - from[k], to[k] - v);"),
+    ("src/engine/engine.h", "(2 * c[k] - p0[k] - p1[k])", "(2 * c[k] - p0[k] - p0[k])"),
     # The convenience layer's pixel formats.
     ("src/image/rows.cpp", "{Format::kBgr, 3, {2, 1, 0, 0}}", "{Format::kBgr, 3, {2, 0, 1, 0}}"),
     ("src/image/rows.cpp", "return {p[3], p[2], p[1], p[0]};", "return {p[2], p[3], p[1], p[0]};"),
