@@ -17,12 +17,14 @@ std::vector<uint8_t> make4KImage(uint16_t bits) {
   h.bitCount = bits;
   h.sizeImage = stride * k4KHeight;
   dib::writeHeader(b.data(), h);
-  for (uint32_t i = 0; i < entries; ++i) std::memset(&b[40 + 4 * i], int(i * 255 / (entries - 1)), 3);
+  for (uint32_t i = 0; i < entries; ++i)
+    std::memset(&b[40 + 4 * i], int(i * 255 / (entries - 1)), 3);
   std::mt19937 rng(7);
   uint8_t* px = b.data() + 40 + entries * 4;
   for (int32_t y = 0; y < k4KHeight; ++y)
     for (uint32_t i = 0; i < stride; ++i)
-      px[size_t(y) * stride + i] = static_cast<uint8_t>((i / 3 + uint32_t(y) / 2 + (rng() & 15)) & 0xFF);
+      px[size_t(y) * stride + i] =
+          static_cast<uint8_t>((i / 3 + uint32_t(y) / 2 + (rng() & 15)) & 0xFF);
   return b;
 }
 
@@ -32,7 +34,9 @@ BenchHandle::BenchHandle(const std::vector<uint8_t>& bytes)
   memUnlock(h_);
 }
 
-BenchHandle::~BenchHandle() { memFree(h_); }
+BenchHandle::~BenchHandle() {
+  memFree(h_);
+}
 
 const BenchHandle& shared4KImage(uint16_t bits) {
   if (bits == 8) {

@@ -25,20 +25,36 @@ void run(benchmark::State& state, F dither) {
   timeImageOperation(state, 24, [&](NadiroHandle h) { return dither(h, bits); });
 }
 
-void BM_DitherFS4(benchmark::State& state) { run(state, DitherFS4); }
+void BM_DitherFS4(benchmark::State& state) {
+  run(state, DitherFS4);
+}
 void BM_DitherFS4Ex(benchmark::State& state) {
   run(state, [](NadiroHandle h, int32_t b) { return DitherFS4Ex(h, b, 1); });
 }
-void BM_DitherJJN(benchmark::State& state) { run(state, DitherJJN); }
+void BM_DitherJJN(benchmark::State& state) {
+  run(state, DitherJJN);
+}
 void BM_DitherJJNEx(benchmark::State& state) {
   run(state, [](NadiroHandle h, int32_t b) { return DitherJJNEx(h, b, 1); });
 }
-void BM_DitherStucki(benchmark::State& state) { run(state, DitherStucki); }
-void BM_DitherBurkes(benchmark::State& state) { run(state, DitherBurkes); }
-void BM_DitherSierra(benchmark::State& state) { run(state, DitherSierra); }
-void BM_DitherSA(benchmark::State& state) { run(state, DitherSA); }
-void BM_DitherSharp(benchmark::State& state) { run(state, DitherSharp); }
-void BM_DitherSmooth(benchmark::State& state) { run(state, DitherSmooth); }
+void BM_DitherStucki(benchmark::State& state) {
+  run(state, DitherStucki);
+}
+void BM_DitherBurkes(benchmark::State& state) {
+  run(state, DitherBurkes);
+}
+void BM_DitherSierra(benchmark::State& state) {
+  run(state, DitherSierra);
+}
+void BM_DitherSA(benchmark::State& state) {
+  run(state, DitherSA);
+}
+void BM_DitherSharp(benchmark::State& state) {
+  run(state, DitherSharp);
+}
+void BM_DitherSmooth(benchmark::State& state) {
+  run(state, DitherSmooth);
+}
 
 // The scalar level and the best one.
 void atLevels(benchmark::internal::Benchmark* b, std::initializer_list<int64_t> targets) {
@@ -47,8 +63,12 @@ void atLevels(benchmark::internal::Benchmark* b, std::initializer_list<int64_t> 
     for (const CpuLevel level : {CpuLevel::Scalar, cpuBestLevel()})
       b->Args({bits, static_cast<int64_t>(level)});
 }
-void toOneFourEight(benchmark::internal::Benchmark* b) { atLevels(b, {1, 4, 8}); }
-void toOneFour(benchmark::internal::Benchmark* b) { atLevels(b, {1, 4}); }
+void toOneFourEight(benchmark::internal::Benchmark* b) {
+  atLevels(b, {1, 4, 8});
+}
+void toOneFour(benchmark::internal::Benchmark* b) {
+  atLevels(b, {1, 4});
+}
 
 BENCHMARK(BM_DitherFS4)->Apply(toOneFourEight);
 BENCHMARK(BM_DitherFS4Ex)->Apply(toOneFourEight);

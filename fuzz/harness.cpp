@@ -235,8 +235,8 @@ uint32_t FuzzImage::compression() const {
   return v;
 }
 
-void FuzzImage::expectIntact(const char* what, int allowedLocks, bool mayChange,
-                             size_t writableAt, size_t writableCount) const {
+void FuzzImage::expectIntact(const char* what, int allowedLocks, bool mayChange, size_t writableAt,
+                             size_t writableCount) const {
   if (!block_) return;
   FUZZ_EXPECT(memSize(handle_) == original_.size(), what);
   FUZZ_EXPECT(drainLocks(handle_) <= allowedLocks, what);

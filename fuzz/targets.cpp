@@ -96,11 +96,15 @@ void runColor(Input& in) {
       // sources: three-byte targets get a copy of the caller's block, header
       // and all; the CMYK targets a new 32-bit image.
       const bool cmykSource = from == NADIRO_MODEL_CMYK;
-      const bool cmykTarget = !cmykSource && (to == NADIRO_MODEL_CMYK || to == NADIRO_MODEL_CMYK_UCR);
+      const bool cmykTarget =
+          !cmykSource && (to == NADIRO_MODEL_CMYK || to == NADIRO_MODEL_CMYK_UCR);
       const bool made = cmykSource || cmykTarget;
       FUZZ_EXPECT(!out || made || memSize(out) == source.bytes().size(), "ConvertDIBColorSpace");
       expectImage(out, "ConvertDIBColorSpace",
-                  {cmykSource ? 24u : cmykTarget ? 32u : 0u, 40, made});
+                  {cmykSource   ? 24u
+                   : cmykTarget ? 32u
+                                : 0u,
+                   40, made});
     }
     // Making a CMYK source's new image stores its pixel size into the
     // caller's biSizeImage (bytes 20..23), a documented slip, also when the
@@ -286,8 +290,8 @@ void runConvolve(Input& in) {
 
 constexpr Harness kHarnesses[] = {
     {"dither", &runDither},     {"color", &runColor},       {"adjust", &runAdjust},
-    {"channels", &runChannels}, {"convolve", &runConvolve},
-    {"engine", &runEngine},     {"image", &runImage},
+    {"channels", &runChannels}, {"convolve", &runConvolve}, {"engine", &runEngine},
+    {"image", &runImage},
 #if defined(NADIRO_FUZZ_READERS)
     {"readers", &runReaders},
 #endif

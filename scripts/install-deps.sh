@@ -13,6 +13,7 @@
 #   package  dpkg-dev and fakeroot, to build and inspect the .deb with CPack.
 #   fuzz     clang and its runtime libraries (libFuzzer, sanitizers), for
 #            the fuzz preset and fuzz/run.sh.
+#   format   clang-format, for scripts/check-format.sh.
 set -euo pipefail
 
 # The tool reads and writes pictures through libpng, libjpeg, libwebp, libtiff
@@ -31,6 +32,7 @@ for group in "$@"; do
       ;;
     package) packages+=(dpkg-dev fakeroot file) ;;
     fuzz) packages+=(clang llvm libclang-rt-14-dev) ;;
+    format) packages+=(clang-format) ;;
     windows)
       packages+=(g++-mingw-w64-i686 wine wine32:i386 wine64 xvfb xauth)
       want_i386=1

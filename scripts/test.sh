@@ -1,14 +1,17 @@
 #!/usr/bin/env bash
-# Builds Nadiro and runs every test: an optimised build, then the whole suite
-# again under AddressSanitizer + UndefinedBehaviorSanitizer, then the 32-bit
-# Windows module (NadiroUser.dll, cross-built with mingw-w64) with the same
-# suite as a Windows program under Wine. The release suite includes the
+# Checks the formatting, builds Nadiro and runs every test: an optimised
+# build, then the whole suite again under AddressSanitizer +
+# UndefinedBehaviorSanitizer, then the 32-bit Windows module (NadiroUser.dll,
+# cross-built with mingw-w64) with the same suite as a Windows program under
+# Wine. The release suite includes the
 # installed-tree and .deb checks and the Python package's tests; run as root,
 # the .deb is also installed for real, checked and removed again. In between,
 # each fuzz harness meets the same 3000 inputs (fixed seed; fuzz/run.sh).
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh browser windows bench python package fuzz
+scripts/install-deps.sh browser windows bench python package fuzz format
+echo "== the tree as clang-format makes it (scripts/check-format.sh --fix mends it)"
+scripts/check-format.sh
 jobs=$(nproc)
 for preset in release asan; do
   echo "== $preset: build"

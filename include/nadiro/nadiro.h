@@ -69,26 +69,26 @@ typedef void* NadiroWindow;
  *            other adjustment exports; read with GetLastColorConvertError.
  * ------------------------------------------------------------------------ */
 enum NadiroPixelStatus {
-  NADIRO_PIXEL_OK = 0,             /* success */
-  NADIRO_PIXEL_NO_MEMORY = 1,      /* a working buffer or the output could not be made */
-  NADIRO_PIXEL_BAD_ARGUMENT = 8,   /* null handle, bad depth, header not 40 bytes, range */
-  NADIRO_PIXEL_ONE_BIT = 13,       /* brightness/contrast: 1-bit image */
-  NADIRO_PIXEL_NOT_RGB24 = 13,     /* convolution: bit count not 24 */
-  NADIRO_PIXEL_CANNOT_LOCK = 17,   /* an image handle could not be locked */
-  NADIRO_PIXEL_COMPRESSED = 18,    /* brightness/contrast: compressed image */
-  NADIRO_PIXEL_EMPTY = 19,         /* brightness/contrast: width or height 0 */
+  NADIRO_PIXEL_OK = 0,               /* success */
+  NADIRO_PIXEL_NO_MEMORY = 1,        /* a working buffer or the output could not be made */
+  NADIRO_PIXEL_BAD_ARGUMENT = 8,     /* null handle, bad depth, header not 40 bytes, range */
+  NADIRO_PIXEL_ONE_BIT = 13,         /* brightness/contrast: 1-bit image */
+  NADIRO_PIXEL_NOT_RGB24 = 13,       /* convolution: bit count not 24 */
+  NADIRO_PIXEL_CANNOT_LOCK = 17,     /* an image handle could not be locked */
+  NADIRO_PIXEL_COMPRESSED = 18,      /* brightness/contrast: compressed image */
+  NADIRO_PIXEL_EMPTY = 19,           /* brightness/contrast: width or height 0 */
   NADIRO_PIXEL_BAD_SOURCE_DEPTH = 20 /* dithering: source depth not accepted */
 };
 
 enum NadiroLastError {
-  NADIRO_OK = 0,                   /* success; set on entry */
-  NADIRO_ERR_NO_MEMORY = 1,        /* working copy or block could not be made */
-  NADIRO_ERR_COMPRESSED = 2,       /* compressed/unlockable image, bad model id or tag */
-  NADIRO_ERR_NO_OUTPUT_IMAGE = 3,  /* the 32-bit output image could not be made */
-  NADIRO_ERR_BAD_ARGUMENT = 4,     /* null handle, parameter out of range, format not taken */
-  NADIRO_ERR_NO_PROGRESS = 6,      /* the progress dialog could not be created */
-  NADIRO_ERR_NO_DIALOG_ENTRY = 7,  /* the companion dialog entry point was not found */
-  NADIRO_ERR_SPLIT_CONVERSION = 8  /* split: converting into the requested model failed */
+  NADIRO_OK = 0,                  /* success; set on entry */
+  NADIRO_ERR_NO_MEMORY = 1,       /* working copy or block could not be made */
+  NADIRO_ERR_COMPRESSED = 2,      /* compressed/unlockable image, bad model id or tag */
+  NADIRO_ERR_NO_OUTPUT_IMAGE = 3, /* the 32-bit output image could not be made */
+  NADIRO_ERR_BAD_ARGUMENT = 4,    /* null handle, parameter out of range, format not taken */
+  NADIRO_ERR_NO_PROGRESS = 6,     /* the progress dialog could not be created */
+  NADIRO_ERR_NO_DIALOG_ENTRY = 7, /* the companion dialog entry point was not found */
+  NADIRO_ERR_SPLIT_CONVERSION = 8 /* split: converting into the requested model failed */
 };
 
 /* ------------------------------------------------------------------------
@@ -360,8 +360,8 @@ NADIRO_API NadiroColor3 NADIRO_RECORD_RETURN NADIRO_CALL LABtoXYZ(const NadiroCo
  * owned by `owner` is shown and can cancel. Returns 0 on failure, the code
  * in GetLastColorConvertError. */
 NADIRO_API NadiroHandle NADIRO_CALL ConvertDIBColorSpace(NadiroHandle image, int32_t from,
-                                                        int32_t to, int32_t showProgress,
-                                                        NadiroWindow owner);
+                                                         int32_t to, int32_t showProgress,
+                                                         NadiroWindow owner);
 
 /* Converts a raw buffer of `length` bytes, pixels in model order (3 bytes,
  * or 4 for a CMYK source), into `target`. A pixel starts at every multiple
@@ -467,7 +467,7 @@ NADIRO_API NadiroHandle NADIRO_CALL ColorConvolutionA(NadiroHandle image, uint32
  * showDialog first shows the "CONTRASTUI" dialog. Codes go to the pixel
  * status (NADIRO_PIXEL_*), not the last error. */
 NADIRO_API NadiroHandle NADIRO_CALL ColorBrightnessContrast(NadiroHandle image, int32_t brightness,
-                                                           int32_t contrast, int32_t showDialog);
+                                                            int32_t contrast, int32_t showDialog);
 
 /* Shifts hue (degrees -180..180), saturation and intensity (-255..255, added
  * to the HSI bytes) of the pixels of a 24-bit image whose hue lies in
@@ -475,36 +475,36 @@ NADIRO_API NadiroHandle NADIRO_CALL ColorBrightnessContrast(NadiroHandle image, 
  * 0; both 0 select every hue). NADIRO_ERR_BAD_ARGUMENT for a null image or a
  * value out of range, including equal range ends other than 0, 0. */
 NADIRO_API NadiroHandle NADIRO_CALL ColorHueSaturation(NadiroHandle image, int32_t hue,
-                                                      int32_t saturation, int32_t intensity,
-                                                      uint32_t rangeStart, uint32_t rangeEnd,
-                                                      int32_t mode, NadiroWindow owner);
+                                                       int32_t saturation, int32_t intensity,
+                                                       uint32_t rangeStart, uint32_t rangeEnd,
+                                                       int32_t mode, NadiroWindow owner);
 
 /* Scales the C, M, Y and K bytes of every pixel of a 24-bit image (settings
  * -100..100: -100 removes the ink, 0 keeps it, 100 doubles it) on the way
  * RGB -> CMYK -> RGB through RGBtoCMYK and CMYKtoRGB. */
 NADIRO_API NadiroHandle NADIRO_CALL ColorCMYKLevels(NadiroHandle image, int32_t cyan,
-                                                   int32_t magenta, int32_t yellow, int32_t black,
-                                                   int32_t mode, NadiroWindow owner);
+                                                    int32_t magenta, int32_t yellow, int32_t black,
+                                                    int32_t mode, NadiroWindow owner);
 
 /* A grey 24-bit copy: each pixel through HSI with its saturation set to 0. */
 NADIRO_API NadiroHandle NADIRO_CALL Desaturate(NadiroHandle image, int32_t mode,
-                                              NadiroWindow owner);
+                                               NadiroWindow owner);
 
 /* A power curve per channel of a 24-bit image: out = v ^ (ln g / ln 100) on
  * the byte value v, truncated; each g 10..500 is the value the curve gives
  * at 100 (100 keeps the channel). */
 NADIRO_API NadiroHandle NADIRO_CALL GammaCorrection(NadiroHandle image, uint32_t red,
-                                                   uint32_t green, uint32_t blue, int32_t flags,
-                                                   NadiroWindow owner);
+                                                    uint32_t green, uint32_t blue, int32_t flags,
+                                                    NadiroWindow owner);
 
 /* Shifts hue (degrees -180..180), saturation and intensity (-255..255) of
  * the pixels of a 24-bit image inside a box around a colour. colour holds
  * blue, green, red in bytes 0, 1, 2; tolerance holds the widths for red,
  * green, blue in bytes 0, 1, 2 (the reverse order). */
 NADIRO_API NadiroHandle NADIRO_CALL ReplaceColor(NadiroHandle image, uint32_t colour,
-                                                uint32_t tolerance, int32_t hueShift,
-                                                int32_t saturationShift, int32_t intensityShift,
-                                                int32_t flags, NadiroWindow owner);
+                                                 uint32_t tolerance, int32_t hueShift,
+                                                 int32_t saturationShift, int32_t intensityShift,
+                                                 int32_t flags, NadiroWindow owner);
 
 /* ------------------------------------------------------------------------
  * Image memory on platforms without Windows global memory. These behave

@@ -46,8 +46,8 @@ ByteTable brightnessContrastTable(int32_t brightness, int32_t contrast);
 void mapPalette(uint8_t* table, uint64_t entries, const ByteTable& map);
 // The first rowBytes bytes of each of `height` rows from src through the
 // table into dst.
-void mapRows(const uint8_t* src, uint8_t* dst, uint32_t stride, uint64_t rowBytes,
-             uint32_t height, const ByteTable& map);
+void mapRows(const uint8_t* src, uint8_t* dst, uint32_t stride, uint64_t rowBytes, uint32_t height,
+             const ByteTable& map);
 
 // ---- hue and saturation -----------------------------------------------------
 

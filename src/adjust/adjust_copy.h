@@ -19,8 +19,12 @@ namespace nadiro::adjust {
 inline constexpr int32_t kColumnsPerStep = 5;
 
 // Mode 1 progress, 2 parameter dialog, 3 both; exact comparisons.
-inline bool wantsProgress(int32_t mode) { return mode == 1 || mode == 3; }
-inline bool wantsDialog(int32_t mode) { return mode == 2 || mode == 3; }
+inline bool wantsProgress(int32_t mode) {
+  return mode == 1 || mode == 3;
+}
+inline bool wantsDialog(int32_t mode) {
+  return mode == 2 || mode == 3;
+}
 
 // The work units given to the progress dialog for a picture width.
 enum class ProgressUnits {

@@ -18,7 +18,9 @@ namespace nadiro::adjust {
 namespace {
 
 // The signed value behind a 16-bit offset setting (-100..100 when in range).
-int16_t settingValue(uint16_t offset) { return static_cast<int16_t>(offset - 100); }
+int16_t settingValue(uint16_t offset) {
+  return static_cast<int16_t>(offset - 100);
+}
 
 // setting * 128 / 100 on a 16-bit product, truncated toward zero.
 int32_t scaledSetting(int16_t setting) {
@@ -62,8 +64,8 @@ void mapPalette(uint8_t* table, uint64_t entries, const ByteTable& map) {
   }
 }
 
-void mapRows(const uint8_t* src, uint8_t* dst, uint32_t stride, uint64_t rowBytes,
-             uint32_t height, const ByteTable& map) {
+void mapRows(const uint8_t* src, uint8_t* dst, uint32_t stride, uint64_t rowBytes, uint32_t height,
+             const ByteTable& map) {
   for (uint32_t r = 0; r < height; ++r) {
     const uint8_t* in = src + size_t{r} * stride;
     uint8_t* out = dst + size_t{r} * stride;
@@ -83,9 +85,8 @@ uint32_t brightnessContrastInto(const OpenImage& source, MemHandle image, int32_
   if (h.bitCount == 1) return NADIRO_PIXEL_ONE_BIT;
   if (h.width == 0 || h.height == 0) return NADIRO_PIXEL_EMPTY;
 
-  if (showDialog &&
-      showCompanionDialog(companion::kContrastUi, image, &brightness, &contrast) ==
-          DialogResult::Cancelled)
+  if (showDialog && showCompanionDialog(companion::kContrastUi, image, &brightness, &contrast) ==
+                        DialogResult::Cancelled)
     return NADIRO_PIXEL_OK;  // nothing made, no code
   if (!contrastSettingsInRange(brightness, contrast)) return NADIRO_PIXEL_BAD_ARGUMENT;
 
@@ -138,9 +139,9 @@ uint32_t brightnessContrastInto(const OpenImage& source, MemHandle image, int32_
 using namespace nadiro;
 
 extern "C" NADIRO_API NadiroHandle NADIRO_CALL ColorBrightnessContrast(NadiroHandle image,
-                                                                      int32_t brightness,
-                                                                      int32_t contrast,
-                                                                      int32_t showDialog) {
+                                                                       int32_t brightness,
+                                                                       int32_t contrast,
+                                                                       int32_t showDialog) {
   setPixelStatus(NADIRO_PIXEL_OK);
   if (!image) {
     setPixelStatus(NADIRO_PIXEL_BAD_ARGUMENT);

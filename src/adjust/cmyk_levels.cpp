@@ -11,7 +11,9 @@
 namespace nadiro::adjust {
 namespace {
 
-bool settingInRange(int32_t s) { return s >= -100 && s <= 100; }
+bool settingInRange(int32_t s) {
+  return s >= -100 && s <= 100;
+}
 
 // byte * factor in double precision, truncated toward zero; below 0 gives 0,
 // 256 and above 255. The product depends on the byte alone, so each ink is
@@ -55,9 +57,9 @@ void cmykLevelsRow(uint8_t* bgr, size_t count, const CmykLevels& levels) {
 using namespace nadiro;
 
 extern "C" NADIRO_API NadiroHandle NADIRO_CALL ColorCMYKLevels(NadiroHandle image, int32_t cyan,
-                                                              int32_t magenta, int32_t yellow,
-                                                              int32_t black, int32_t mode,
-                                                              NadiroWindow owner) {
+                                                               int32_t magenta, int32_t yellow,
+                                                               int32_t black, int32_t mode,
+                                                               NadiroWindow owner) {
   beginCall();
   if (!image || !adjust::settingInRange(cyan) || !adjust::settingInRange(magenta) ||
       !adjust::settingInRange(yellow) || !adjust::settingInRange(black)) {

@@ -71,7 +71,7 @@ void desaturateRow(uint8_t* bgr, size_t count) {
 using namespace nadiro;
 
 extern "C" NADIRO_API NadiroHandle NADIRO_CALL Desaturate(NadiroHandle image, int32_t mode,
-                                                         NadiroWindow owner) {
+                                                          NadiroWindow owner) {
   beginCall();
   if (!image) {
     setLastError(NADIRO_ERR_BAD_ARGUMENT);

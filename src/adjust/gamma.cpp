@@ -12,7 +12,9 @@
 namespace nadiro::adjust {
 namespace {
 
-bool gammaInRange(uint32_t g) { return g >= 10 && g <= 500; }
+bool gammaInRange(uint32_t g) {
+  return g >= 10 && g <= 500;
+}
 
 // The curve depends on the byte alone, so each channel's curve is written
 // out once per call, 256 entries, by the same expression.
@@ -47,8 +49,8 @@ void gammaRow(uint8_t* bgr, size_t count, const GammaCurves& curves) {
 using namespace nadiro;
 
 extern "C" NADIRO_API NadiroHandle NADIRO_CALL GammaCorrection(NadiroHandle image, uint32_t red,
-                                                              uint32_t green, uint32_t blue,
-                                                              int32_t flags, NadiroWindow owner) {
+                                                               uint32_t green, uint32_t blue,
+                                                               int32_t flags, NadiroWindow owner) {
   beginCall();
   if (!image || !adjust::gammaInRange(red) || !adjust::gammaInRange(green) ||
       !adjust::gammaInRange(blue)) {

@@ -48,8 +48,10 @@ inline void moveHsi(const uint8_t* hsi, uint8_t hue, int32_t saturation, int32_t
 template <typename Chosen, typename Move>
 void moveRowInHsi(uint8_t* bgr, size_t count, Chosen&& chosen, Move&& move) {
   constexpr size_t kBatch = 256;
-  const color::RowKernel toHsi = color::rowKernelFor(NADIRO_MODEL_RGB, NADIRO_MODEL_HSI, color::Order::Model);
-  const color::RowKernel toRgb = color::rowKernelFor(NADIRO_MODEL_HSI, NADIRO_MODEL_RGB, color::Order::Model);
+  const color::RowKernel toHsi =
+      color::rowKernelFor(NADIRO_MODEL_RGB, NADIRO_MODEL_HSI, color::Order::Model);
+  const color::RowKernel toRgb =
+      color::rowKernelFor(NADIRO_MODEL_HSI, NADIRO_MODEL_RGB, color::Order::Model);
   uint8_t rgb[3 * kBatch], hsi[3 * kBatch];
   size_t where[kBatch];
   for (size_t start = 0; start < count; start += kBatch) {

@@ -61,9 +61,9 @@ void hueSaturationRow(uint8_t* bgr, size_t count, const HueSaturation& s) {
 
 using namespace nadiro;
 
-extern "C" NADIRO_API NadiroHandle NADIRO_CALL ColorHueSaturation(
-    NadiroHandle image, int32_t hue, int32_t saturation, int32_t intensity, uint32_t rangeStart,
-    uint32_t rangeEnd, int32_t mode, NadiroWindow owner) {
+extern "C" NADIRO_API NadiroHandle NADIRO_CALL
+ColorHueSaturation(NadiroHandle image, int32_t hue, int32_t saturation, int32_t intensity,
+                   uint32_t rangeStart, uint32_t rangeEnd, int32_t mode, NadiroWindow owner) {
   adjust::HueSaturation s;
   s.hueShift = adjust::hueShiftToBytes(hue);
   s.saturation = saturation;

@@ -21,8 +21,8 @@ int32_t byteOf(uint32_t slot, int which) {
 }
 
 bool inBox(const uint8_t* bgr, const ColorBox& b) {
-  return b.blueLo <= bgr[0] && bgr[0] <= b.blueHi && b.greenLo <= bgr[1] &&
-         bgr[1] <= b.greenHi && b.redLo <= bgr[2] && bgr[2] <= b.redHi;
+  return b.blueLo <= bgr[0] && bgr[0] <= b.blueHi && b.greenLo <= bgr[1] && bgr[1] <= b.greenHi &&
+         b.redLo <= bgr[2] && bgr[2] <= b.redHi;
 }
 
 }  // namespace
@@ -53,10 +53,10 @@ void replaceColorRow(uint8_t* bgr, size_t count, const Replacement& r) {
 using namespace nadiro;
 
 extern "C" NADIRO_API NadiroHandle NADIRO_CALL ReplaceColor(NadiroHandle image, uint32_t colour,
-                                                           uint32_t tolerance, int32_t hueShift,
-                                                           int32_t saturationShift,
-                                                           int32_t intensityShift, int32_t flags,
-                                                           NadiroWindow owner) {
+                                                            uint32_t tolerance, int32_t hueShift,
+                                                            int32_t saturationShift,
+                                                            int32_t intensityShift, int32_t flags,
+                                                            NadiroWindow owner) {
   adjust::Replacement r;
   r.hueShift = adjust::hueShiftToBytes(hueShift);
   r.saturation = saturationShift;

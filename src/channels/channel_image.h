@@ -12,7 +12,9 @@ namespace nadiro::channels {
 
 inline constexpr size_t kChannelPixelOffset = dib::kInfoHeaderSize + 4 * dib::kGreyEntries;
 
-inline uint64_t channelStride(uint32_t width) { return (uint64_t{width} + 3) / 4 * 4; }
+inline uint64_t channelStride(uint32_t width) {
+  return (uint64_t{width} + 3) / 4 * 4;
+}
 
 // Header (size 40, 1 plane, 8 bits, no compression, image size rows times
 // stride, the given resolution, 256 colours used and important) and grey

@@ -45,7 +45,9 @@ struct Outcome {
   MemHandle image = nullptr;
   uint32_t code = NADIRO_PIXEL_OK;
 };
-Outcome refuse(uint32_t code) { return {nullptr, code}; }
+Outcome refuse(uint32_t code) {
+  return {nullptr, code};
+}
 
 // The image checks after the lock, in their documented order.
 uint32_t checkImage(const OpenImage& source) {
@@ -85,16 +87,16 @@ Outcome colorConvolution(const Arguments& args) {
   // n rows of 2 * width 16-bit values (n is the low 16 bits, unsigned here);
   // the engine's padded rows need a few more when the image is narrower
   // than the kernel.
-  auto work = allocateScratch<int16_t>(
-      std::max<uint64_t>(uint64_t{static_cast<uint16_t>(n)} * layout->width * 2,
-                         workValues(kernel.n, layout->width)));
+  auto work = allocateScratch<int16_t>(std::max<uint64_t>(
+      uint64_t{static_cast<uint16_t>(n)} * layout->width * 2, workValues(kernel.n, layout->width)));
   if (!work) return refuse(NADIRO_PIXEL_NO_MEMORY);
 
   OwnedBlock made;
   LockedBlock out;
   if (args.newImage != 0) {
     const uint64_t pixelBytes = uint64_t{layout->stride} * layout->height;
-    const uint64_t imageSize = layout->header.sizeImage != 0 ? layout->header.sizeImage : pixelBytes;
+    const uint64_t imageSize =
+        layout->header.sizeImage != 0 ? layout->header.sizeImage : pixelBytes;
     // An image-size field too small for the rows would leave the filtered
     // rows no room: such a header is refused.
     if (imageSize < pixelBytes) return refuse(NADIRO_PIXEL_BAD_ARGUMENT);
@@ -113,11 +115,10 @@ Outcome colorConvolution(const Arguments& args) {
     if (answer == DialogResult::Cancelled) return {};
   }
   const bool progress = args.flags == 1 || args.flags == 3;
-  if (progress &&
-      !progressCreate(args.progressOwner,
-                      (static_cast<int32_t>(layout->height) - n + 4) / kProgressDivisor *
-                          kProgressDivisor,
-                      kProgressDivisor))
+  if (progress && !progressCreate(args.progressOwner,
+                                  (static_cast<int32_t>(layout->height) - n + 4) /
+                                      kProgressDivisor * kProgressDivisor,
+                                  kProgressDivisor))
     return {};
 
   ConvolutionRows rows;
@@ -154,18 +155,26 @@ MemHandle runConvolution(const Arguments& args) {
 
 using namespace nadiro;
 
-extern "C" NADIRO_API NadiroHandle NADIRO_CALL ColorConvolutionW(
-    NadiroHandle image, uint32_t newImage, int32_t lumaMode, uint32_t kernelSource, int32_t size,
-    const wchar_t* fileName, const int16_t* kernel, uint32_t* errorOut, uint32_t flags,
-    NadiroWindow progressOwner) {
-  return channels::runConvolution({image, newImage, lumaMode, kernelSource, size,
-                                   {fileName, nullptr}, kernel, errorOut, flags, progressOwner});
+extern "C" NADIRO_API NadiroHandle NADIRO_CALL
+ColorConvolutionW(NadiroHandle image, uint32_t newImage, int32_t lumaMode, uint32_t kernelSource,
+                  int32_t size, const wchar_t* fileName, const int16_t* kernel, uint32_t* errorOut,
+                  uint32_t flags, NadiroWindow progressOwner) {
+  return channels::runConvolution({image,
+                                   newImage,
+                                   lumaMode,
+                                   kernelSource,
+                                   size,
+                                   {fileName, nullptr},
+                                   kernel,
+                                   errorOut,
+                                   flags,
+                                   progressOwner});
 }
 
-extern "C" NADIRO_API NadiroHandle NADIRO_CALL ColorConvolutionA(
-    NadiroHandle image, uint32_t newImage, int32_t lumaMode, uint32_t kernelSource, int32_t size,
-    const char* fileName, const int16_t* kernel, uint32_t* errorOut, uint32_t flags,
-    NadiroWindow progressOwner) {
+extern "C" NADIRO_API NadiroHandle NADIRO_CALL
+ColorConvolutionA(NadiroHandle image, uint32_t newImage, int32_t lumaMode, uint32_t kernelSource,
+                  int32_t size, const char* fileName, const int16_t* kernel, uint32_t* errorOut,
+                  uint32_t flags, NadiroWindow progressOwner) {
   // A null name stays null (refused where a file is used). Otherwise the
   // file opens by the narrow name and the dialog is shown the wide one.
   const auto wide = fileName ? channels::widenFileName(fileName) : nullptr;

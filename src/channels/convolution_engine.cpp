@@ -106,8 +106,8 @@ bool builtinKernel(KernelSource source, int32_t n, Kernel& out) {
   }
 }
 
-bool convolve(const Kernel& kernel, bool luma, const ConvolutionRows& rows,
-              std::span<int16_t> work, StepHook hook) {
+bool convolve(const Kernel& kernel, bool luma, const ConvolutionRows& rows, std::span<int16_t> work,
+              StepHook hook) {
   const int32_t n = kernel.n;
   const int32_t c = n / 2;
   const uint32_t width = rows.width;

@@ -66,7 +66,7 @@ struct StepHook {
 
 // Filters all rows. n must be 3, 5 or 7 and the work buffer hold
 // workValues(n, width) values. Returns false when the hook stopped it.
-bool convolve(const Kernel& kernel, bool luma, const ConvolutionRows& rows,
-              std::span<int16_t> work, StepHook hook = {});
+bool convolve(const Kernel& kernel, bool luma, const ConvolutionRows& rows, std::span<int16_t> work,
+              StepHook hook = {});
 
 }  // namespace nadiro::channels

@@ -88,7 +88,7 @@ uint32_t chooseKernel(uint16_t source, int16_t n, const int16_t* array, const Ke
     return NADIRO_PIXEL_OK;
   }
   return builtinKernel(static_cast<KernelSource>(source), n, kernel) ? NADIRO_PIXEL_OK
-                                                                      : NADIRO_PIXEL_BAD_ARGUMENT;
+                                                                     : NADIRO_PIXEL_BAD_ARGUMENT;
 }
 
 }  // namespace nadiro::channels

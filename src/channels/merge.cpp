@@ -91,8 +91,8 @@ uint32_t refuse(Open why) {
   return 0;
 }
 
-uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle h4,
-                            MemHandle dest, uint32_t model) {
+uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle h4, MemHandle dest,
+                            uint32_t model) {
   beginCall();
   // A model without a conversion is refused like a missing channel.
   if (!h1 || !h2 || !h3 || !color::isModel(model)) {
@@ -114,9 +114,9 @@ uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle 
   LockedBlock target(dest);
   if (!target) return 0;
   if (color::isCmykModel(model)) {
-    const uint32_t code = !h4 ? NADIRO_ERR_BAD_ARGUMENT
+    const uint32_t code = !h4                            ? NADIRO_ERR_BAD_ARGUMENT
                           : dib::dibCompression(h4) != 0 ? NADIRO_ERR_COMPRESSED
-                                                          : NADIRO_OK;
+                                                         : NADIRO_OK;
     if (code != NADIRO_OK) {
       setLastError(code);
       // A missing or compressed fourth channel leaves the others and the
@@ -146,8 +146,7 @@ uint32_t mergeColorChannels(MemHandle h1, MemHandle h2, MemHandle h3, MemHandle 
     rows[i] = c[i].image.data() + c[i].layout.pixelOffset;
     strides[i] = c[i].layout.stride;
   }
-  uint8_t* dst =
-      target.data() + dib::kInfoHeaderSize + dib::dibColorTableBytes(target.data());
+  uint8_t* dst = target.data() + dib::kInfoHeaderSize + dib::dibColorTableBytes(target.data());
   mergeRows(model, rows, strides, dst, *dstStride, width, height);
   dib::store<uint32_t>(target.data(), dib::kCompression, 0);
   return 1;
@@ -172,7 +171,7 @@ void mergeRows(uint32_t model, const uint8_t* const* channels, const size_t* cha
 }  // namespace nadiro::channels
 
 extern "C" NADIRO_API uint32_t NADIRO_CALL MergeColorChannels(NadiroHandle h1, NadiroHandle h2,
-                                                             NadiroHandle h3, NadiroHandle h4,
-                                                             NadiroHandle dest, uint32_t model) {
+                                                              NadiroHandle h3, NadiroHandle h4,
+                                                              NadiroHandle dest, uint32_t model) {
   return nadiro::channels::mergeColorChannels(h1, h2, h3, h4, dest, model);
 }

@@ -35,8 +35,7 @@ void splitRow4(const uint8_t* px, uint8_t* const* out, uint32_t width) {
 
 }  // namespace
 
-void writeChannelHeader(uint8_t* block, int32_t width, int32_t height, int32_t xRes,
-                        int32_t yRes) {
+void writeChannelHeader(uint8_t* block, int32_t width, int32_t height, int32_t xRes, int32_t yRes) {
   dib::writeNewImageHeader(
       block,
       {.width = width,
@@ -90,13 +89,14 @@ std::optional<SplitSource> splitSource(const OpenImage& image, const dib::Layout
   if (model == NADIRO_MODEL_RGB) {
     s.pixelBytes = layout.header.bitCount == 32 ? 4 : 3;
     // Rows are 4 * width bytes for 32 bits, else the 24-bit stride.
-    s.stride = s.pixelBytes == 4 ? size_t{layout.width} * 4 : (size_t{layout.width} * 3 + 3) / 4 * 4;
+    s.stride =
+        s.pixelBytes == 4 ? size_t{layout.width} * 4 : (size_t{layout.width} * 3 + 3) / 4 * 4;
     return s;
   }
   s.stride = layout.stride;
   s.pixelBytes = color::modelBytes(static_cast<int32_t>(model));
-  s.convert = color::rowKernelFor(NADIRO_MODEL_RGB, static_cast<int32_t>(model),
-                                  color::Order::Reversed);
+  s.convert =
+      color::rowKernelFor(NADIRO_MODEL_RGB, static_cast<int32_t>(model), color::Order::Reversed);
   if (s.pixelBytes == 4) {
     const auto stride32 = dib::rowStride(layout.header.width, 32);
     if (!stride32 ||
@@ -177,8 +177,8 @@ uint32_t splitInto(const OpenImage& image, const dib::Layout& layout, uint32_t m
 using namespace nadiro;
 
 extern "C" NADIRO_API uint32_t NADIRO_CALL SplitColorChannels(NadiroHandle image,
-                                                             NadiroHandle* channels,
-                                                             uint32_t model32) {
+                                                              NadiroHandle* channels,
+                                                              uint32_t model32) {
   // The model is an 8-bit value in a 32-bit slot.
   const auto model = static_cast<uint8_t>(model32);
   beginCall();

@@ -63,7 +63,9 @@ inline uint8_t toByte(double scaled) {
   return static_cast<uint8_t>(static_cast<int>(scaled));
 }
 
-inline double clamp01(double v) { return v < 0.0 ? 0.0 : (v > 1.0 ? 1.0 : v); }
+inline double clamp01(double v) {
+  return v < 0.0 ? 0.0 : (v > 1.0 ? 1.0 : v);
+}
 
 inline double max3(double x, double y, double z) {
   const double m = x > y ? x : y;
@@ -122,13 +124,26 @@ inline void hsvToRgb(Color3 hsv, Color3& rgb) {
   // floor of a hue below 360 degrees is 0..5; anything else writes nothing.
   const int i = fl >= 0.0 && fl < 6.0 ? static_cast<int>(fl) : -1;
   switch (i) {
-    case 0: rgb = {v, t, p}; break;
-    case 1: rgb = {q, v, p}; break;
-    case 2: rgb = {p, v, t}; break;
-    case 3: rgb = {p, q, v}; break;
-    case 4: rgb = {t, p, v}; break;
-    case 5: rgb = {v, p, q}; break;
-    default: break;
+    case 0:
+      rgb = {v, t, p};
+      break;
+    case 1:
+      rgb = {q, v, p};
+      break;
+    case 2:
+      rgb = {p, v, t};
+      break;
+    case 3:
+      rgb = {p, q, v};
+      break;
+    case 4:
+      rgb = {t, p, v};
+      break;
+    case 5:
+      rgb = {v, p, q};
+      break;
+    default:
+      break;
   }
   rgb = {clamp01(rgb.a), clamp01(rgb.b), clamp01(rgb.c)};
 }
@@ -225,7 +240,9 @@ inline Color3 xyzToRgb(Color3 xyz) {
           clamp01(0.0583056 * x - 0.1183781 * y + 0.8975535 * z)};
 }
 
-inline double labF(double t) { return t > 0.008856 ? std::cbrt(t) : 7.787 * t + 16.0 / 116.0; }
+inline double labF(double t) {
+  return t > 0.008856 ? std::cbrt(t) : 7.787 * t + 16.0 / 116.0;
+}
 
 // L, a and b each scaled to about 0..1. The LAB model has its own X and Z
 // weights (0.607/0.174/0.2 over 0.981, 0.066/0.116 over 0.182), distinct from
@@ -239,8 +256,7 @@ inline Color3 rgbToLab(Color3 rgb) {
       ((labF((0.607 * r + 0.174 * g + 0.2 * b) / 0.981) - fy) * 500.0 + 137.71922282212) /
       233.86238849999802;
   const double bb =
-      ((fy - labF((0.066 * g + 0.116 * b) / 0.182)) * 200.0 + 75.141546466834) /
-      124.610613285093;
+      ((fy - labF((0.066 * g + 0.116 * b) / 0.182)) * 200.0 + 75.141546466834) / 124.610613285093;
   return {l, a, bb};
 }
 
@@ -259,8 +275,12 @@ inline Color3 labToRgb(Color3 lab) {
 }
 
 // CMY and CMYK in doubles, as used inside chains. Nothing is clamped.
-inline Color3 rgbToCmy(Color3 rgb) { return {1.0 - rgb.a, 1.0 - rgb.b, 1.0 - rgb.c}; }
-inline Color3 cmyToRgb(Color3 cmy) { return {1.0 - cmy.a, 1.0 - cmy.b, 1.0 - cmy.c}; }
+inline Color3 rgbToCmy(Color3 rgb) {
+  return {1.0 - rgb.a, 1.0 - rgb.b, 1.0 - rgb.c};
+}
+inline Color3 cmyToRgb(Color3 cmy) {
+  return {1.0 - cmy.a, 1.0 - cmy.b, 1.0 - cmy.c};
+}
 inline Cmyk rgbToCmyk(Color3 rgb) {
   const double c = 1.0 - rgb.a, m = 1.0 - rgb.b, y = 1.0 - rgb.c;
   const double k = min3(c, m, y);
@@ -274,13 +294,19 @@ inline Color3 cmykToRgb(Cmyk q) {
 // Integer CMY and CMYK: bytes only, every sum wrapping modulo 256
 // ---------------------------------------------------------------------------
 
-inline uint8_t complement(uint8_t v) { return static_cast<uint8_t>(255 - v); }
+inline uint8_t complement(uint8_t v) {
+  return static_cast<uint8_t>(255 - v);
+}
 inline uint8_t min3(uint8_t x, uint8_t y, uint8_t z) {
   const uint8_t m = x < y ? x : y;
   return m < z ? m : z;
 }
-inline uint8_t wrapSum(uint8_t x, uint8_t y) { return static_cast<uint8_t>((x + y) & 0xFF); }
-inline uint8_t diff(uint8_t x, uint8_t y) { return static_cast<uint8_t>(x - y); }
+inline uint8_t wrapSum(uint8_t x, uint8_t y) {
+  return static_cast<uint8_t>((x + y) & 0xFF);
+}
+inline uint8_t diff(uint8_t x, uint8_t y) {
+  return static_cast<uint8_t>(x - y);
+}
 
 // ---------------------------------------------------------------------------
 // CMYK with fixed under-colour removal (the image conversion's second CMYK

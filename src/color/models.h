@@ -17,7 +17,9 @@ namespace nadiro::color {
 // the last one.
 inline constexpr int32_t kModelCount = NADIRO_MODEL_CMYK_UCR;
 
-inline constexpr bool isModel(int64_t id) { return id >= 1 && id <= kModelCount; }
+inline constexpr bool isModel(int64_t id) {
+  return id >= 1 && id <= kModelCount;
+}
 // The two four-byte models: CMYK and CMYK with under-colour removal.
 inline constexpr bool isCmykModel(int64_t id) {
   return id == NADIRO_MODEL_CMYK || id == NADIRO_MODEL_CMYK_UCR;
@@ -26,7 +28,9 @@ inline constexpr bool isCmykModel(int64_t id) {
 // An image's biCompression tag by model id; model 10 is written with CMYK's
 // tag, so no image is ever read as model 10.
 inline constexpr uint32_t kModelTags[kModelCount + 1] = {0, 0, 10, 11, 12, 13, 14, 15, 16, 17, 12};
-inline constexpr uint32_t modelTag(int32_t model) { return kModelTags[model]; }
+inline constexpr uint32_t modelTag(int32_t model) {
+  return kModelTags[model];
+}
 
 namespace model {
 

@@ -42,10 +42,10 @@ typename Record<To>::Result runMember(const typename Record<From>::Input* in) {
 
 using namespace nadiro::color;
 
-#define NADIRO_DEFINE_MEMBER(FROM, TO, KIND)                                         \
-  extern "C" NADIRO_API Record<model::TO>::Result NADIRO_CALL FROM##to##TO(          \
-      const Record<model::FROM>::Input* in) {                                        \
-    return runMember<KIND<model::FROM, model::TO>, model::FROM, model::TO>(in);      \
+#define NADIRO_DEFINE_MEMBER(FROM, TO, KIND)                                    \
+  extern "C" NADIRO_API Record<model::TO>::Result NADIRO_CALL FROM##to##TO(     \
+      const Record<model::FROM>::Input* in) {                                   \
+    return runMember<KIND<model::FROM, model::TO>, model::FROM, model::TO>(in); \
   }
 NADIRO_COLOR_MEMBERS(NADIRO_DEFINE_MEMBER)
 #undef NADIRO_DEFINE_MEMBER

@@ -29,9 +29,8 @@ using KernelTable = std::array<std::array<RowKernel, kModelCount + 1>, kModelCou
 template <Order kOrder>
 constexpr KernelTable makeTable() {
   KernelTable t{};
-#define NADIRO_TABLE_ENTRY(FROM, TO, KIND)            \
-  t[model::FROM::kId][model::TO::kId] =               \
-      &rowKernel<KIND<model::FROM, model::TO>, kOrder>;
+#define NADIRO_TABLE_ENTRY(FROM, TO, KIND) \
+  t[model::FROM::kId][model::TO::kId] = &rowKernel<KIND<model::FROM, model::TO>, kOrder>;
   NADIRO_COLOR_MEMBERS(NADIRO_TABLE_ENTRY)
 #undef NADIRO_TABLE_ENTRY
   t[NADIRO_MODEL_RGB][NADIRO_MODEL_CMYK_UCR] = &rowKernel<UcrFromRgb, kOrder>;

@@ -25,7 +25,9 @@ enum class Order { Reversed, Model };
 RowKernel rowKernelFor(int32_t from, int32_t to, Order order);
 
 // Bytes per pixel of a model in images and buffers: 4 for the two CMYK forms.
-inline uint32_t modelBytes(int32_t model) { return isCmykModel(model) ? 4u : 3u; }
+inline uint32_t modelBytes(int32_t model) {
+  return isCmykModel(model) ? 4u : 3u;
+}
 
 // A byte-by-byte walk over `height` rows of `stride` bytes. A byte index i
 // starts a pixel when (i mod stride) < rowData and is a multiple of inBytes;

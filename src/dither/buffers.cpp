@@ -59,9 +59,12 @@ constexpr std::array<uint32_t, 256> kNibbleSpread = makeNibbleSpread();
 
 uint64_t pixelOffsetFor(uint16_t depth) {
   switch (depth) {
-    case 4: return kPixelOffset4;
-    case 8: return kPixelOffset8;
-    default: return kPixelOffset24;
+    case 4:
+      return kPixelOffset4;
+    case 8:
+      return kPixelOffset8;
+    default:
+      return kPixelOffset24;
   }
 }
 
@@ -94,7 +97,9 @@ uint64_t errorBlockBytes(uint32_t bits, uint32_t rowsPerChannel, uint32_t rowLen
   return channels * rowsPerChannel * (uint64_t{rowLength} + kRowPadding) * 2 + 100;
 }
 
-uint32_t outputStride(uint32_t bits, uint32_t width) { return ((width * bits + 31) >> 5) << 2; }
+uint32_t outputStride(uint32_t bits, uint32_t width) {
+  return ((width * bits + 31) >> 5) << 2;
+}
 
 void expandRowToChannels(const SourceRows& source, uint32_t y, const ChannelRows& out) {
   const uint8_t* row = source.row(y);
@@ -164,8 +169,8 @@ void mergeBitPlanes(std::span<const uint8_t> planes, uint32_t width, uint32_t he
   }
 }
 
-bool openDitherSource(MemHandle image, int32_t bits, const DitherChecks& checks,
-                      LockedBlock& block, SourceRows& source) {
+bool openDitherSource(MemHandle image, int32_t bits, const DitherChecks& checks, LockedBlock& block,
+                      SourceRows& source) {
   if (bits != 1 && bits != 4 && !(bits == 8 && checks.eightBitTarget)) {
     setPixelStatus(NADIRO_PIXEL_BAD_ARGUMENT);
     return false;

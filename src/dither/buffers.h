@@ -127,8 +127,8 @@ struct DitherChecks {
 // holds the header, the fixed-size colour table and every row (else code
 // 8). On success the status is 0, `block` holds the lock and `source` the
 // rows; on refusal the status holds the code.
-bool openDitherSource(MemHandle image, int32_t bits, const DitherChecks& checks,
-                      LockedBlock& block, SourceRows& source);
+bool openDitherSource(MemHandle image, int32_t bits, const DitherChecks& checks, LockedBlock& block,
+                      SourceRows& source);
 
 // Runs one image through a method once the source is checked: sets the
 // pixel status to 1, allocates and locks the scratch blocks (channel rows,

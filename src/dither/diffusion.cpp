@@ -76,7 +76,9 @@ constexpr const Kernel* kKernels[kDiffusionCount] = {
     &kFloydSteinberg, &kJarvisJudiceNinke, &kStucki, &kBurkes, &kSierra, &kStevensonArce,
 };
 
-inline int16_t wrap16(int value) { return static_cast<int16_t>(value); }
+inline int16_t wrap16(int value) {
+  return static_cast<int16_t>(value);
+}
 
 // Spreads e from column x by tap I of K. The current row's entries x .. x+2
 // ride in `ahead` (registers) so that a pixel's right-hand shares reach the
@@ -249,8 +251,7 @@ using Diffuser = void (*)(const SourceRows&, uint32_t, const DitherBuffers&);
 template <size_t... M>
 constexpr auto makeDiffusers(std::index_sequence<M...>) {
   return std::array<std::array<Diffuser, 2>, sizeof...(M)>{
-      {{&diffuse<*kKernels[M], false>,
-        &diffuse<*kKernels[M], kKernels[M]->overwritingForm>}...}};
+      {{&diffuse<*kKernels[M], false>, &diffuse<*kKernels[M], kKernels[M]->overwritingForm>}...}};
 }
 constexpr auto kDiffusers = makeDiffusers(std::make_index_sequence<kDiffusionCount>{});
 

@@ -112,7 +112,9 @@ std::array<uint16_t, 256> firstWhiteTable(uint32_t largestEntry, uint8_t largest
 
 }  // namespace
 
-const ThresholdMatrix& orderedMatrix(uint32_t type) { return kMatrices[type]; }
+const ThresholdMatrix& orderedMatrix(uint32_t type) {
+  return kMatrices[type];
+}
 static_assert(sizeof kMatrices / sizeof kMatrices[0] == kOrderedMatrixCount);
 
 uint8_t largestPixel(std::span<const uint8_t> rows, size_t stride, uint32_t width,

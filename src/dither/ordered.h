@@ -1,4 +1,5 @@
-// Ordered dithering of 8-bit images straight to 1-bit rows. Cores work on plain rows; the export lives in ordered.cpp.
+// Ordered dithering of 8-bit images straight to 1-bit rows. Cores work on plain rows; the export
+// lives in ordered.cpp.
 #pragma once
 
 #include <array>
@@ -9,8 +10,8 @@
 namespace nadiro::dither {
 
 struct ThresholdMatrix {
-  uint32_t n;        // the matrix is n x n
-  uint32_t largest;  // M, its largest entry
+  uint32_t n;                      // the matrix is n x n
+  uint32_t largest;                // M, its largest entry
   std::array<uint8_t, 256> cells;  // row i, column j at i * n + j, as stored
 };
 

@@ -116,7 +116,8 @@ void windowRow(int16_t* a, int16_t* b, uint32_t width, uint8_t* out, bool halve)
 // the row below as the core left it becomes the current row. The last row
 // runs against the row below as the previous row left it. DitherSharp's
 // third row per channel is laid out but unused: the window needs only two.
-void windowImage(bool sharp, const SourceRows& source, uint32_t bits, const DitherBuffers& buffers) {
+void windowImage(bool sharp, const SourceRows& source, uint32_t bits,
+                 const DitherBuffers& buffers) {
   const uint32_t width = source.width, height = source.height;
   const uint32_t channels = bits == 1 ? 1 : 3;
   const WorkRows work(buffers.work, buffers.rowLength,

@@ -209,7 +209,9 @@ class NearestTable {
     return Finder(this, cells_.data(), lists_.data(), candidates_.data(), packed_.data(), weights_);
   }
 
-  uint8_t find(const Work& c) { return finder().find(c); }
+  uint8_t find(const Work& c) {
+    return finder().find(c);
+  }
 
  private:
   // A cell is a 16-bit word (a 64 KiB table, whose cells a picture uses

@@ -42,6 +42,8 @@ CpuLevel cpuLevel() {
   return level;
 }
 
-const char* cpuLevelName(CpuLevel level) { return kLevelNames[static_cast<int>(level)]; }
+const char* cpuLevelName(CpuLevel level) {
+  return kLevelNames[static_cast<int>(level)];
+}
 
 }  // namespace nadiro

@@ -65,10 +65,14 @@ uint32_t dibColorCount(const uint8_t* header) {
   const size_t bitCountAt = size == kInfoHeaderSize ? size_t{kBitCount} : size_t{10};
   const uint16_t bits = load<uint16_t>(header, bitCountAt);
   switch (bits) {
-    case 1: return 2;
-    case 4: return 16;
-    case 8: return 256;
-    default: return 0;
+    case 1:
+      return 2;
+    case 4:
+      return 16;
+    case 8:
+      return 256;
+    default:
+      return 0;
   }
 }
 
@@ -135,8 +139,12 @@ MemHandle newFrom(MemHandle image, uint16_t bits) {
 
 }  // namespace
 
-MemHandle dibNew24From(MemHandle image) { return newFrom(image, 24); }
-MemHandle dibNew32From(MemHandle image) { return newFrom(image, 32); }
+MemHandle dibNew24From(MemHandle image) {
+  return newFrom(image, 24);
+}
+MemHandle dibNew32From(MemHandle image) {
+  return newFrom(image, 32);
+}
 
 std::optional<uint32_t> rowStride(int32_t width, uint32_t bits) {
   if (width < 0) return std::nullopt;

@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
-#include <utility>
 #include <new>
+#include <utility>
 #include <vector>
 
 #include "frame/memory.h"
@@ -170,11 +170,21 @@ HandleTable& table() {
 
 }  // namespace
 
-MemHandle memAlloc(uint32_t flags, size_t bytes) { return table().alloc(flags, bytes); }
-void* memLock(MemHandle handle) { return table().lock(handle); }
-bool memUnlock(MemHandle handle) { return table().unlock(handle); }
-size_t memSize(MemHandle handle) { return table().size(handle); }
-MemHandle memFree(MemHandle handle) { return table().release(handle); }
+MemHandle memAlloc(uint32_t flags, size_t bytes) {
+  return table().alloc(flags, bytes);
+}
+void* memLock(MemHandle handle) {
+  return table().lock(handle);
+}
+bool memUnlock(MemHandle handle) {
+  return table().unlock(handle);
+}
+size_t memSize(MemHandle handle) {
+  return table().size(handle);
+}
+MemHandle memFree(MemHandle handle) {
+  return table().release(handle);
+}
 
 }  // namespace nadiro
 
@@ -182,10 +192,16 @@ extern "C" {
 NADIRO_API NadiroHandle NadiroGlobalAlloc(uint32_t flags, size_t bytes) {
   return nadiro::memAlloc(flags, bytes);
 }
-NADIRO_API void* NadiroGlobalLock(NadiroHandle handle) { return nadiro::memLock(handle); }
+NADIRO_API void* NadiroGlobalLock(NadiroHandle handle) {
+  return nadiro::memLock(handle);
+}
 NADIRO_API int32_t NadiroGlobalUnlock(NadiroHandle handle) {
   return nadiro::memUnlock(handle) ? 1 : 0;
 }
-NADIRO_API size_t NadiroGlobalSize(NadiroHandle handle) { return nadiro::memSize(handle); }
-NADIRO_API NadiroHandle NadiroGlobalFree(NadiroHandle handle) { return nadiro::memFree(handle); }
+NADIRO_API size_t NadiroGlobalSize(NadiroHandle handle) {
+  return nadiro::memSize(handle);
+}
+NADIRO_API NadiroHandle NadiroGlobalFree(NadiroHandle handle) {
+  return nadiro::memFree(handle);
+}
 }

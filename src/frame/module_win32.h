@@ -32,6 +32,8 @@ BOOL moduleEntryFor(ModuleState& state, uint32_t versionWord, HINSTANCE instance
 BOOL moduleEntry(HINSTANCE instance, DWORD reason);
 
 // The instance remembered at process attach.
-inline HINSTANCE moduleInstance() { return moduleState().instance; }
+inline HINSTANCE moduleInstance() {
+  return moduleState().instance;
+}
 
 }  // namespace nadiro::win32

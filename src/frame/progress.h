@@ -41,7 +41,11 @@ inline ThreadErrorBlockData* storeProgressState(void* owner, int32_t total, int3
   return b;
 }
 
-inline bool progressOpen() { return threadErrorBlock()->progressWindow != nullptr; }
-inline bool cancelRequested() { return threadErrorBlock()->cancel == 1; }
+inline bool progressOpen() {
+  return threadErrorBlock()->progressWindow != nullptr;
+}
+inline bool cancelRequested() {
+  return threadErrorBlock()->cancel == 1;
+}
 
 }  // namespace nadiro

@@ -13,7 +13,9 @@ thread_local ThreadErrorBlockData block{};
 
 }  // namespace
 
-ThreadErrorBlockData* threadErrorBlock() { return &block; }
+ThreadErrorBlockData* threadErrorBlock() {
+  return &block;
+}
 
 }  // namespace nadiro
 #endif

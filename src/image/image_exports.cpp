@@ -61,7 +61,8 @@ int32_t openImage(NadiroHandle handle, ReadableImage& image) {
   image.layout = *layout;
   image.model = modelOfTag(layout->header.compression);
   const uint16_t bits = layout->header.bitCount;
-  if (image.model == 0 || (bits <= 8 && image.model != NADIRO_MODEL_RGB)) return NADIRO_IMAGE_MALFORMED;
+  if (image.model == 0 || (bits <= 8 && image.model != NADIRO_MODEL_RGB))
+    return NADIRO_IMAGE_MALFORMED;
   return NADIRO_IMAGE_OK;
 }
 
@@ -153,7 +154,8 @@ int32_t pixelsOut(NadiroHandle handle, void* pixels, size_t bytes, size_t stride
   if (const int32_t status =
           bufferShape(l.header.width, l.header.height, stride, format, order, bytes, shape))
     return status;
-  const StoredOrder stored = image.model == NADIRO_MODEL_CMYK ? StoredOrder::kKymc : StoredOrder::kBgra;
+  const StoredOrder stored =
+      image.model == NADIRO_MODEL_CMYK ? StoredOrder::kKymc : StoredOrder::kBgra;
   unpackRows(rowsOf(image), stored, paletteOf(image), shape,
              {static_cast<uint8_t*>(pixels), bytes});
   return NADIRO_IMAGE_OK;

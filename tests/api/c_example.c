@@ -22,7 +22,8 @@ int main(void) {
   memcpy(p + 14, &bits, 2);
   for (int i = 0; i < 256; ++i) p[40 + 4 * i] = p[41 + 4 * i] = p[42 + 4 * i] = (unsigned char)i;
   for (int y = 0; y < height; ++y)
-    for (int x = 0; x < width; ++x) p[1064 + (size_t)y * stride + (size_t)x] = (unsigned char)(x * 4);
+    for (int x = 0; x < width; ++x)
+      p[1064 + (size_t)y * stride + (size_t)x] = (unsigned char)(x * 4);
   NadiroGlobalUnlock(image);
 
   /* 2. Call an export; 0 means it refused. */

@@ -4,6 +4,8 @@
 // every entry compared, strength, linear light, pixel formats, fixed and
 // chosen palettes, and the threshold matrices as ordered dithering applies
 // them (Bayer's, clustered dots, and blue noise's spectrum).
+#include "engine/engine.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,7 +16,6 @@
 #include <random>
 #include <vector>
 
-#include "engine/engine.h"
 #include "nadiro/dither_engine.h"
 
 namespace nadiro::test {

@@ -13,7 +13,7 @@ struct VersionCase {
   int32_t size;
   std::string written;  // bytes expected at the start of the buffer
   bool returnsBuffer;
-  intptr_t result;      // when not the buffer address
+  intptr_t result;  // when not the buffer address
 };
 
 class Version : public testing::TestWithParam<VersionCase> {};

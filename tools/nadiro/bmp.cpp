@@ -119,7 +119,8 @@ bool readFile(const std::string& path, std::vector<uint8_t>& bytes, std::string&
   bytes.clear();
   uint8_t chunk[1 << 16];
   size_t got;
-  while ((got = std::fread(chunk, 1, sizeof chunk, f)) > 0) bytes.insert(bytes.end(), chunk, chunk + got);
+  while ((got = std::fread(chunk, 1, sizeof chunk, f)) > 0)
+    bytes.insert(bytes.end(), chunk, chunk + got);
   const bool failed = std::ferror(f) != 0;
   const int readErrno = errno;
   if (!standardInput) std::fclose(f);
@@ -168,7 +169,8 @@ bool encodeBmp(const Dib& dib, std::vector<uint8_t>& file, std::string& error) {
   file[1] = 'M';
   storeField<uint32_t>(file, 2, uint32_t(14 + pixelOffset + dataBytes));
   storeField<uint32_t>(file, 10, uint32_t(14 + pixelOffset));
-  file.insert(file.end(), dib.bytes.begin(), dib.bytes.begin() + ptrdiff_t(pixelOffset + dataBytes));
+  file.insert(file.end(), dib.bytes.begin(),
+              dib.bytes.begin() + ptrdiff_t(pixelOffset + dataBytes));
   return true;
 }
 

@@ -1,4 +1,6 @@
 // The command table and argument handling shared by every command.
+#include "cli.h"
+
 #include <cctype>
 #include <charconv>
 #include <cstdio>
@@ -6,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "cli.h"
 #include "nadiro/nadiro.h"
 
 namespace nadiro::cli {
@@ -28,20 +29,13 @@ extern const Command kDemoCommand;
 
 std::span<const Command* const> commands() {
   static const Command* const kAll[] = {
-      &kColorCommand,
-      &kConvertCommand,
-      &kOrderedDitherCommand,
-      &kDitherCommand,
-      &kSplitCommand,
-      &kMergeCommand,
-      &kConvolveCommand,
-      &kBrightnessContrastCommand,
-      &kHueSaturationCommand,
-      &kCmykLevelsCommand,
-      &kDesaturateCommand,
-      &kGammaCommand,
-      &kReplaceColorCommand,
-      &kDemoCommand,
+      &kColorCommand,         &kConvertCommand,
+      &kOrderedDitherCommand, &kDitherCommand,
+      &kSplitCommand,         &kMergeCommand,
+      &kConvolveCommand,      &kBrightnessContrastCommand,
+      &kHueSaturationCommand, &kCmykLevelsCommand,
+      &kDesaturateCommand,    &kGammaCommand,
+      &kReplaceColorCommand,  &kDemoCommand,
   };
   return kAll;
 }
@@ -56,8 +50,8 @@ Args::Args(std::span<const std::string> args, std::vector<std::string> valueFlag
   // Short forms of the common options; -m is the command's --method or --model.
   auto longName = [&](const std::string& name) -> std::string {
     static const std::pair<const char*, const char*> kShort[] = {
-        {"-o", "--out-dir"}, {"-j", "--jobs"}, {"-b", "--background"}, {"-f", "--format"},
-        {"-m", "--method"},  {"-m", "--model"}};
+        {"-o", "--out-dir"}, {"-j", "--jobs"},   {"-b", "--background"},
+        {"-f", "--format"},  {"-m", "--method"}, {"-m", "--model"}};
     for (const auto& [brief, full] : kShort)
       if (name == brief && known(valueFlags, full)) return full;
     return name;

@@ -12,7 +12,8 @@ namespace {
 // Palette pictures of 4 and 8 bits are adjusted through their colour table;
 // everything else becomes 24-bit first.
 Dib adjustable(const Dib& in) {
-  const bool palette = (in.bits() == 4 || in.bits() == 8) && in.compression() == 0 && in.height() >= 0;
+  const bool palette =
+      (in.bits() == 4 || in.bits() == 8) && in.compression() == 0 && in.height() >= 0;
   return palette ? in : toRgb24(in);
 }
 
@@ -34,9 +35,10 @@ int run(std::span<const std::string> args) {
                                            {"--contrast", -100, 100, 0}};
   long long v[2];
   if (!readIntOptions("brightness-contrast", a, kOptions, v)) return kExitUsage;
-  return runImageOperation("brightness-contrast", a, [&](const Dib& in, Dib& out, std::string& error) {
-    return adjust(in, static_cast<int32_t>(v[0]), static_cast<int32_t>(v[1]), out, error);
-  });
+  return runImageOperation(
+      "brightness-contrast", a, [&](const Dib& in, Dib& out, std::string& error) {
+        return adjust(in, static_cast<int32_t>(v[0]), static_cast<int32_t>(v[1]), out, error);
+      });
 }
 
 }  // namespace
@@ -66,11 +68,13 @@ extern const Command kBrightnessContrastCommand = {
     "Passes every colour byte through one table: brightness shifts the bytes,\n"
     "contrast stretches them about the middle.\n\n"
     "  --brightness N   -100..100, default 0 (100 lifts 0..127 to 128..255)\n"
-    "  --contrast N     -100..100, default 0 (-100 makes everything mid grey)\n\n"
-    NADIRO_IMAGE_FLAGS_HELP "\n"
+    "  --contrast N     -100..100, default 0 (-100 makes everything mid "
+    "grey)\n\n" NADIRO_IMAGE_FLAGS_HELP
+    "\n"
     "Input: any picture the tool reads. 4 and 8-bit palette pictures keep their pixels\n"
     "and get an adjusted palette; other pictures are made 24-bit first.\n\n"
-    "Example:\n  nadiro brightness-contrast --brightness 20 --contrast -10 photo.jpg brighter.png\n",
+    "Example:\n  nadiro brightness-contrast --brightness 20 --contrast -10 photo.jpg "
+    "brighter.png\n",
     run};
 
 }  // namespace nadiro::cli

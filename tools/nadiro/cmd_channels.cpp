@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "cli.h"
-#include "demo.h"
 #include "color_models.h"
+#include "demo.h"
 #include "formats.h"
 #include "operation.h"
 
@@ -21,10 +21,10 @@ const char* splitChannelName(const ModelName& m, size_t i) {
   return m.channels[fourComponents(m.id) ? kFourOrder[i] : i];
 }
 
-#define NADIRO_MODELS_HELP                                                                  \
-  "  --model MODEL   a name (any case) or its number (default rgb):\n"                      \
-  "                  1 rgb, 2 yuv, 3 cmy, 4 cmyk, 5 yiq, 6 hsv, 7 hsi, 8 xyz, 9 lab,\n"    \
-  "                  10 cmyk-ucr (CMYK with under-colour removal, inks stored as\n"       \
+#define NADIRO_MODELS_HELP                                                              \
+  "  --model MODEL   a name (any case) or its number (default rgb):\n"                  \
+  "                  1 rgb, 2 yuv, 3 cmy, 4 cmyk, 5 yiq, 6 hsv, 7 hsi, 8 xyz, 9 lab,\n" \
+  "                  10 cmyk-ucr (CMYK with under-colour removal, inks stored as\n"     \
   "                  complements)\n"
 
 // The channel pictures of `picture` in `model`, or a reason.
@@ -34,8 +34,8 @@ bool splitPicture(const Dib& picture, const ModelName& model, std::vector<Dib>& 
   NadiroHandle made[4] = {};
   const uint32_t count = SplitColorChannels(source.get(), made, static_cast<uint32_t>(model.id));
   if (count == 0) {
-    error = "the library refused the picture (code " +
-            std::to_string(GetLastColorConvertError()) + ")";
+    error =
+        "the library refused the picture (code " + std::to_string(GetLastColorConvertError()) + ")";
     return false;
   }
   channels.clear();
@@ -83,7 +83,8 @@ int runMerge(std::span<const std::string> args) {
   };
   if (!a.has("--out-dir") && a.positional().size() != shape.inputsPerJob + 1)
     return usage("merge", std::string("--model ") + model->name + " takes " +
-                              std::to_string(shape.inputsPerJob) + " channel pictures and one output");
+                              std::to_string(shape.inputsPerJob) +
+                              " channel pictures and one output");
   return runPictureOperation(
       "merge", a, shape,
       [&](std::span<const ReadResult> in, std::vector<OutputPicture>& out, std::string& error) {
@@ -128,7 +129,8 @@ void demoChannels(DemoContext& demo) {
   for (const ModelName& m : colorModels()) {
     std::vector<Dib> channels;
     std::string error, lower;
-    for (const char* c = m.name; *c; ++c) lower += char(std::tolower(static_cast<unsigned char>(*c)));
+    for (const char* c = m.name; *c; ++c)
+      lower += char(std::tolower(static_cast<unsigned char>(*c)));
     if (!splitPicture(demo.sample, m, channels, error)) {
       demo.failed("split --model " + lower + ": " + error);
       continue;
@@ -150,13 +152,14 @@ void demoChannels(DemoContext& demo) {
   std::vector<Handle> handles;
   for (const Dib& c : channels) handles.emplace_back(c);
   const Handle dest(Dib::blank(demo.sample.width(), demo.sample.height(), 24));
-  if (!MergeColorChannels(handles[0].get(), handles[1].get(), handles[2].get(), nullptr,
-                          dest.get(), static_cast<uint32_t>(hsv.id)))
+  if (!MergeColorChannels(handles[0].get(), handles[1].get(), handles[2].get(), nullptr, dest.get(),
+                          static_cast<uint32_t>(hsv.id)))
     return demo.failed("merge: the library refused the HSV channels");
   demo.addMade(kSection, "merge-hsv.png", "HSV channels merged back",
                "nadiro merge --model hsv model-hsv-H.png model-hsv-S.png model-hsv-V.png "
                "merge-hsv.png",
-               dest.dib(), "the round trip through HSV bytes loses a little: compare with the input");
+               dest.dib(),
+               "the round trip through HSV bytes loses a little: compare with the input");
 }
 
 extern const Command kSplitCommand = {
@@ -167,11 +170,12 @@ extern const Command kSplitCommand = {
     "8-bit greyscale picture named OUTPREFIX-<channel>.<ext> (with --out-dir:\n"
     "DIR/<input's name>-<channel>.<ext>). The format comes from OUTPREFIX's\n"
     "extension (.bmp .png .jpg .webp) when it has one, PNG otherwise. A picture's\n"
-    "channels are written all together or not at all.\n\n"
-    NADIRO_MODELS_HELP "\n"
+    "channels are written all together or not at all.\n\n" NADIRO_MODELS_HELP
+    "\n"
     "Channels are written in the library's order: R G B, Y U V, C M Y, Y I Q,\n"
-    "H S V, H S I (lightness), X Y Z, L A B; for the two CMYK models M Y K C.\n"
-    NADIRO_IMAGE_FLAGS_HELP "\n"
+    "H S V, H S I (lightness), X Y Z, L A B; for the two CMYK models M Y K "
+    "C.\n" NADIRO_IMAGE_FLAGS_HELP
+    "\n"
     "Example:\n  nadiro split --model hsv photo.jpg out/photo.png\n"
     "  (writes out/photo-H.png, out/photo-S.png, out/photo-V.png)\n",
     runSplit};
@@ -184,12 +188,13 @@ extern const Command kMergeCommand = {
     "cmyk-ucr) as the components of a colour model, in the model's order,\n"
     "converts every pixel to RGB and writes a 24-bit picture; OUT's extension\n"
     "picks the format. With --out-dir, the inputs are taken in groups of three\n"
-    "(four) and DIR/photo.<ext> is named after photo-C1.<ext>.\n\n"
-    NADIRO_MODELS_HELP "\n"
+    "(four) and DIR/photo.<ext> is named after photo-C1.<ext>.\n\n" NADIRO_MODELS_HELP
+    "\n"
     "Components: C1 C2 C3 are R G B, Y U V, C M Y, Y I Q, H S V, H S I, X Y Z or\n"
     "L A B; the CMYK models take C M Y K (split writes them as M Y K C, so pass\n"
     "the C picture first). Colour inputs are made grey with\n"
-    "(30 R + 59 G + 11 B) / 100.\n\n" NADIRO_IMAGE_FLAGS_HELP "\n"
+    "(30 R + 59 G + 11 B) / 100.\n\n" NADIRO_IMAGE_FLAGS_HELP
+    "\n"
     "Example:\n  nadiro merge --model hsv out/photo-H.png out/photo-S.png out/photo-V.png "
     "back.png\n",
     runMerge};

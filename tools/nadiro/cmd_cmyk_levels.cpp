@@ -38,7 +38,8 @@ size_t wrappedPixels(const Dib& rgb24, const Levels& l) {
     for (size_t x = 0; x < w; ++x) {
       const uint8_t* c = cmyk.data() + 4 * x;
       const int k = scaled(c[3], 3);
-      wrapped += scaled(c[0], 0) + k > 255 || scaled(c[1], 1) + k > 255 || scaled(c[2], 2) + k > 255;
+      wrapped +=
+          scaled(c[0], 0) + k > 255 || scaled(c[1], 1) + k > 255 || scaled(c[2], 2) + k > 255;
     }
   }
   return wrapped;
@@ -60,7 +61,8 @@ bool adjust(const Dib& in, const Levels& l, Dib& out, std::string& error) {
 }
 
 int run(std::span<const std::string> args) {
-  const Args a(args, withImageFlags({"--cyan", "--magenta", "--yellow", "--black"}), withImageSwitches({}));
+  const Args a(args, withImageFlags({"--cyan", "--magenta", "--yellow", "--black"}),
+               withImageSwitches({}));
   if (!a.ok()) return usage("cmyk-levels", a.error());
   static constexpr IntOption kOptions[] = {{"--cyan", -100, 100, 0},
                                            {"--magenta", -100, 100, 0},
@@ -87,9 +89,15 @@ int run(std::span<const std::string> args) {
 
 void demoCmykLevels(DemoContext& demo) {
   static const DemoCase<Levels> kCases[] = {
-      {{60, 0, 0, 0}, "cmyk-levels-cyan.png", "Cyan +60", "--cyan 60",
+      {{60, 0, 0, 0},
+       "cmyk-levels-cyan.png",
+       "Cyan +60",
+       "--cyan 60",
        "cyan plus black above 255 wraps round: dark reds and blues turn light"},
-      {{0, -50, 40, 0}, "cmyk-levels-warm.png", "Magenta -50, yellow +40", "--magenta -50 --yellow 40"},
+      {{0, -50, 40, 0},
+       "cmyk-levels-warm.png",
+       "Magenta -50, yellow +40",
+       "--magenta -50 --yellow 40"},
       {{0, 0, 0, -100}, "cmyk-levels-noblack.png", "Black -100", "--black -100"}};
   addDemoCases<Levels>(demo, "Colour adjustments", "cmyk-levels", kCases, adjust);
 }
@@ -108,8 +116,8 @@ extern const Command kCmykLevelsCommand = {
     "  --cyan N      -100..100, default 0 (-100 removes the ink, 100 doubles it)\n"
     "  --magenta N   -100..100, default 0\n"
     "  --yellow N    -100..100, default 0\n"
-    "  --black N     -100..100, default 0\n\n"
-    NADIRO_IMAGE_FLAGS_HELP "\n"
+    "  --black N     -100..100, default 0\n\n" NADIRO_IMAGE_FLAGS_HELP
+    "\n"
     "Input: any picture the tool reads; it is made 24-bit first.\n\n"
     "Example:\n  nadiro cmyk-levels --cyan 20 --black -30 photo.jpg photo-cmyk.png\n",
     run};

@@ -12,8 +12,6 @@
 namespace nadiro::cli {
 namespace {
 
-
-
 int runColor(std::span<const std::string> args) {
   const Args a(args, {});
   if (!a.ok()) return usage("color", a.error());
@@ -28,8 +26,8 @@ int runColor(std::span<const std::string> args) {
   if (from->id == to->id) return usage("color", "FROM and TO must differ");
   const size_t count = fourComponents(from->id) ? 4 : 3;
   if (pos.size() != 2 + count)
-    return usage("color", std::string(from->name) + " takes " + std::to_string(count) +
-                              " components");
+    return usage("color",
+                 std::string(from->name) + " takes " + std::to_string(count) + " components");
   uint8_t in[4] = {};
   for (size_t i = 0; i < count; ++i) {
     const auto v = parseInteger(pos[2 + i], 0, 255);
@@ -59,16 +57,19 @@ int runConvert(std::span<const std::string> args) {
   const Args a(args, withImageFlags({"--from", "--to"}), withImageSwitches({"--tagged"}));
   if (!a.ok()) return usage("convert", a.error());
   if (!a.has("--to"))
-    return usage("convert", "--to MODEL is required (RGB YUV CMY CMYK YIQ HSV HSI XYZ LAB CMYK-UCR)");
+    return usage("convert",
+                 "--to MODEL is required (RGB YUV CMY CMYK YIQ HSV HSI XYZ LAB CMYK-UCR)");
   const ModelName* given = a.has("--from") ? findModel(*a.value("--from")) : nullptr;
   const ModelName* to = findModel(*a.value("--to"));
   if (a.has("--from") && (!given || given->id == NADIRO_MODEL_CMYK_UCR))
     return usage("convert", "--from must be one of RGB YUV CMY CMYK YIQ HSV HSI XYZ LAB");
-  if (!to) return usage("convert", "--to must be one of RGB YUV CMY CMYK YIQ HSV HSI XYZ LAB CMYK-UCR");
+  if (!to)
+    return usage("convert", "--to must be one of RGB YUV CMY CMYK YIQ HSV HSI XYZ LAB CMYK-UCR");
   // Lossy formats would damage a model's components: refused before any work.
   const auto& pos = a.positional();
-  const std::string format = a.value("--format").value_or(
-      a.has("--out-dir") || pos.empty() ? "" : outputFormatOf(pos.back()));
+  const std::string format =
+      a.value("--format")
+          .value_or(a.has("--out-dir") || pos.empty() ? "" : outputFormatOf(pos.back()));
   if (to->id != NADIRO_MODEL_RGB && (format == "jpg" || format == "webp"))
     return usage("convert", std::string("JPEG and WebP would damage the ") + to->name +
                                 " components: write .png or .bmp");
@@ -81,7 +82,8 @@ int runConvert(std::span<const std::string> args) {
       storeField<uint32_t>(in.bytes, 16, from->tag);  // a plain file of components: tag it
     const Handle source(from->id == NADIRO_MODEL_RGB ? to24(in) : in);
     // With progress on, the tool draws the bar and Ctrl-C cancels the call.
-    NadiroHandle result = ConvertDIBColorSpace(source.get(), from->id, to->id, kShowProgress, nullptr);
+    NadiroHandle result =
+        ConvertDIBColorSpace(source.get(), from->id, to->id, kShowProgress, nullptr);
     if (!result) {
       const ModelName* held = modelOfTag(in.compression());
       error = in.bits() < 24 && from->id != NADIRO_MODEL_RGB
@@ -135,7 +137,8 @@ extern const Command kConvertCommand = {
     "would damage the components and are refused; --out-dir writes PNG.\n\n"
     "  --tagged   BMP only: name the model in the header's compression field\n"
     "             (10..17), the library's own form; other programs refuse such\n"
-    "             files\n\n" NADIRO_IMAGE_FLAGS_HELP "\n"
+    "             files\n\n" NADIRO_IMAGE_FLAGS_HELP
+    "\n"
     "Example:\n  nadiro convert --to HSV photo.jpg photo-hsv.png\n"
     "  nadiro convert --to RGB photo-hsv.png back.png\n",
     runConvert};

@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
+#include "bmp.h"
 #include "cli.h"
 #include "demo.h"
-#include "bmp.h"
 #include "operation.h"
 
 namespace nadiro::cli {
@@ -52,8 +52,8 @@ bool parseKernel(const std::string& text, int32_t n, std::vector<int16_t>& out,
     start = comma + 1;
   }
   if (out.size() != static_cast<size_t>(n * n)) {
-    error = "--kernel needs " + std::to_string(n * n) + " weights for --size " +
-            std::to_string(n) + ", got " + std::to_string(out.size());
+    error = "--kernel needs " + std::to_string(n * n) + " weights for --size " + std::to_string(n) +
+            ", got " + std::to_string(out.size());
     return false;
   }
   const auto d = parseInteger(divisor, -32768, 32767);
@@ -67,14 +67,21 @@ bool parseKernel(const std::string& text, int32_t n, std::vector<int16_t>& out,
 
 std::string describe(uint32_t code) {
   switch (code) {
-    case 1: return "out of memory";
-    case 8: return "the kernel was refused: every weight must lie within -127..127 and the "
-                   "positive and the negative weights must each sum to at most 127";
-    case 13: return "the picture is not 24-bit";
-    case 17: return "an image block could not be locked";
-    case 18: return "the picture is compressed";
-    case 19: return "the picture is empty";
-    default: return "the library refused the picture (code " + std::to_string(code) + ")";
+    case 1:
+      return "out of memory";
+    case 8:
+      return "the kernel was refused: every weight must lie within -127..127 and the "
+             "positive and the negative weights must each sum to at most 127";
+    case 13:
+      return "the picture is not 24-bit";
+    case 17:
+      return "an image block could not be locked";
+    case 18:
+      return "the picture is compressed";
+    case 19:
+      return "the picture is empty";
+    default:
+      return "the library refused the picture (code " + std::to_string(code) + ")";
   }
 }
 
@@ -146,9 +153,9 @@ void demoConvolution(DemoContext& demo) {
     const char* filter;
     int32_t n;
   };
-  for (const Shown s : {Shown{"mean", 3}, Shown{"mean", 7}, Shown{"gaussian", 3},
-                        Shown{"gaussian", 5}, Shown{"sharpen4", 3}, Shown{"sharpen8", 3},
-                        Shown{"sharpen8", 5}}) {
+  for (const Shown s :
+       {Shown{"mean", 3}, Shown{"mean", 7}, Shown{"gaussian", 3}, Shown{"gaussian", 5},
+        Shown{"sharpen4", 3}, Shown{"sharpen8", 3}, Shown{"sharpen8", 5}}) {
     const Filter* filter = nullptr;
     for (const Filter& f : kFilters)
       if (std::string(s.filter) == f.name) filter = &f;
@@ -197,8 +204,9 @@ extern const Command kConvolveCommand = {
     "  --filter NAME           mean (size 3, 5, 7), gaussian (3, 5; divisor 16, 44),\n"
     "                          sharpen4, sharpen8 (3, 5)\n"
     "  --size N                3, 5 or 7, default 3\n"
-    "  --luma                  filter the luminance instead of the channel mean\n\n"
-    NADIRO_IMAGE_FLAGS_HELP "\n"
+    "  --luma                  filter the luminance instead of the channel "
+    "mean\n\n" NADIRO_IMAGE_FLAGS_HELP
+    "\n"
     "Input: any picture the tool reads; it is made 24-bit first.\n\n"
     "Example:\n  nadiro convolve --kernel \"0,-1,0,-1,5,-1,0,-1,0;1\" photo.jpg sharp.png\n",
     run};

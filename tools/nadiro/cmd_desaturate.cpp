@@ -45,8 +45,8 @@ extern const Command kDesaturateCommand = {
     "       nadiro desaturate IN... --out-dir DIR\n\n"
     "Sets every pixel's HSI saturation to 0: the grey level is the pixel's\n"
     "lightness (largest plus smallest of R, G, B, halved). The result stays a\n"
-    "24-bit picture. No options.\n\n"
-    NADIRO_IMAGE_FLAGS_HELP "\n"
+    "24-bit picture. No options.\n\n" NADIRO_IMAGE_FLAGS_HELP
+    "\n"
     "Input: any picture the tool reads; it is made 24-bit first.\n\n"
     "Example:\n  nadiro desaturate photo.jpg photo-grey.png\n",
     run};

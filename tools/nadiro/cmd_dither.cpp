@@ -26,10 +26,12 @@ const Method kMethods[] = {
      [](NadiroHandle h, int32_t b) { return DitherJJNEx(h, b, 1); }, true},
     {"stucki", "Stucki", [](NadiroHandle h, int32_t b) { return DitherStucki(h, b); }, true},
     {"burkes", "Burkes", [](NadiroHandle h, int32_t b) { return DitherBurkes(h, b); }, true},
-    {"sierra", "Sierra (two-row light)", [](NadiroHandle h, int32_t b) { return DitherSierra(h, b); }, true},
+    {"sierra", "Sierra (two-row light)",
+     [](NadiroHandle h, int32_t b) { return DitherSierra(h, b); }, true},
     {"sa", "Stevenson-Arce", [](NadiroHandle h, int32_t b) { return DitherSA(h, b); }, true},
     {"sharp", "Sharp window", [](NadiroHandle h, int32_t b) { return DitherSharp(h, b); }, false},
-    {"smooth", "Smooth window", [](NadiroHandle h, int32_t b) { return DitherSmooth(h, b); }, false},
+    {"smooth", "Smooth window", [](NadiroHandle h, int32_t b) { return DitherSmooth(h, b); },
+     false},
 };
 
 // What runs when no method is asked for: the engine's Floyd-Steinberg,
@@ -147,7 +149,8 @@ void demoDither(DemoContext& demo) {
   for (const Method& m : kMethods) {
     for (int32_t bits : {1, 4, 8}) {
       if (bits == 8 && !m.eightBit) continue;
-      const std::string file = std::string("dither-") + m.name + "-" + std::to_string(bits) + ".png";
+      const std::string file =
+          std::string("dither-") + m.name + "-" + std::to_string(bits) + ".png";
       Dib result;
       if (!ditherPicture(m, bits, demo.sample, result)) {
         demo.failed(file + ": the library refused the sample");

@@ -15,7 +15,8 @@ struct Gammas {
 
 bool adjust(const Dib& in, const Gammas& g, Dib& out, std::string& error) {
   const Handle source(toRgb24(in));
-  const Handle result(GammaCorrection(source.get(), g.red, g.green, g.blue, kShowProgress, nullptr));
+  const Handle result(
+      GammaCorrection(source.get(), g.red, g.green, g.blue, kShowProgress, nullptr));
   if (!result) {
     error = GetLastColorConvertError() == NADIRO_ERR_BAD_ARGUMENT
                 ? "the library refused: --red, --green and --blue must each be 10..500"
@@ -43,11 +44,20 @@ int run(std::span<const std::string> args) {
 
 void demoGamma(DemoContext& demo) {
   static const DemoCase<Gammas> kCases[] = {
-      {{50, 50, 50}, "gamma-darker.png", "Gamma 50 on every channel", "--red 50 --green 50 --blue 50",
+      {{50, 50, 50},
+       "gamma-darker.png",
+       "Gamma 50 on every channel",
+       "--red 50 --green 50 --blue 50",
        "white becomes grey 110: the curve is not scaled to 0..255"},
-      {{200, 200, 200}, "gamma-lighter.png", "Gamma 200 on every channel",
-       "--red 200 --green 200 --blue 200", "every byte from 124 up clips to white"},
-      {{120, 100, 80}, "gamma-warm.png", "Red 120, green 100, blue 80", "--red 120 --green 100 --blue 80"}};
+      {{200, 200, 200},
+       "gamma-lighter.png",
+       "Gamma 200 on every channel",
+       "--red 200 --green 200 --blue 200",
+       "every byte from 124 up clips to white"},
+      {{120, 100, 80},
+       "gamma-warm.png",
+       "Red 120, green 100, blue 80",
+       "--red 120 --green 100 --blue 80"}};
   addDemoCases<Gammas>(demo, "Colour adjustments", "gamma", kCases, adjust);
 }
 
@@ -63,8 +73,8 @@ extern const Command kGammaCommand = {
     "255 gives 224; G 50: 110). Keep G near 100 for photographs.\n\n"
     "  --red G     10..500, default 100\n"
     "  --green G   10..500, default 100\n"
-    "  --blue G    10..500, default 100\n\n"
-    NADIRO_IMAGE_FLAGS_HELP "\n"
+    "  --blue G    10..500, default 100\n\n" NADIRO_IMAGE_FLAGS_HELP
+    "\n"
     "Input: any picture the tool reads; it is made 24-bit first.\n\n"
     "Example:\n  nadiro gamma --red 120 --green 100 --blue 80 photo.jpg photo-warm.png\n",
     run};

@@ -45,7 +45,8 @@ bool parseRange(const std::string& text, Settings& s) {
 }
 
 int run(std::span<const std::string> args) {
-  const Args a(args, withImageFlags({"--hue", "--saturation", "--intensity", "--range"}), withImageSwitches({}));
+  const Args a(args, withImageFlags({"--hue", "--saturation", "--intensity", "--range"}),
+               withImageSwitches({}));
   if (!a.ok()) return usage("hue-saturation", a.error());
   Settings s;
   long long v[3];
@@ -57,9 +58,9 @@ int run(std::span<const std::string> args) {
   s.hue = static_cast<int32_t>(v[0]);
   s.saturation = static_cast<int32_t>(v[1]);
   s.intensity = static_cast<int32_t>(v[2]);
-  return runImageOperation("hue-saturation", a, [&](const Dib& input, Dib& out, std::string& error) {
-    return adjust(input, s, out, error);
-  });
+  return runImageOperation(
+      "hue-saturation", a,
+      [&](const Dib& input, Dib& out, std::string& error) { return adjust(input, s, out, error); });
 }
 
 }  // namespace
@@ -68,7 +69,9 @@ void demoHueSaturation(DemoContext& demo) {
   static const DemoCase<Settings> kCases[] = {
       {{90, 0, 0, 0, 0}, "hue-saturation-90.png", "Hue +90 degrees", "--hue 90"},
       {{0, 120, 0, 0, 0}, "hue-saturation-vivid.png", "Saturation +120", "--saturation 120"},
-      {{120, 40, 0, 300, 60}, "hue-saturation-reds.png", "Reds only: hue +120, saturation +40",
+      {{120, 40, 0, 300, 60},
+       "hue-saturation-reds.png",
+       "Reds only: hue +120, saturation +40",
        "--hue 120 --saturation 40 --range 300:60"}};
   addDemoCases<Settings>(demo, "Colour adjustments", "hue-saturation", kCases, adjust);
 }
@@ -85,10 +88,11 @@ extern const Command kHueSaturationCommand = {
     "  --intensity N      added to the intensity byte, -255..255, default 0\n"
     "  --range START:END  hues affected, degrees 0..360, default 0:0 (every hue);\n"
     "                     a start above the end wraps through red (300:60);\n"
-    "                     the two ends must differ\n\n"
-    NADIRO_IMAGE_FLAGS_HELP "\n"
+    "                     the two ends must differ\n\n" NADIRO_IMAGE_FLAGS_HELP
+    "\n"
     "Input: any picture the tool reads; it is made 24-bit first.\n\n"
-    "Example:\n  nadiro hue-saturation --hue 30 --saturation 10 --intensity 0 --range 300:60 in.png out.png\n",
+    "Example:\n  nadiro hue-saturation --hue 30 --saturation 10 --intensity 0 --range 300:60 "
+    "in.png out.png\n",
     run};
 
 }  // namespace nadiro::cli

@@ -9,9 +9,9 @@
 namespace nadiro::cli {
 namespace {
 
-const char* const kMatrixNames[] = {
-    "6x6 clustered dot", "6x6 line screen", "5x5 spiral", "5x5 dispersed",
-    "8x8 Bayer",         "8x8 clustered",   "16x16 dispersed"};
+const char* const kMatrixNames[] = {"6x6 clustered dot", "6x6 line screen", "5x5 spiral",
+                                    "5x5 dispersed",     "8x8 Bayer",       "8x8 clustered",
+                                    "16x16 dispersed"};
 
 // A matrix by name or file, or --palette, --strength, --linear: the engine.
 int runEngine(const Args& a) {
@@ -75,8 +75,8 @@ extern const Command kOrderedDitherCommand = {
     "  --palette P  (engine) bw (default), rgb8, rgb332, web, median:N, kmeans:N,\n"
     "               RRGGBB,... , a GIMP .gpl file or a picture's colour table\n"
     "  --strength N (engine) 0..100 % of the threshold spread, default 100\n"
-    "  --linear     (engine) thresholds and matching in linear light\n\n"
-    NADIRO_IMAGE_FLAGS_HELP "\n"
+    "  --linear     (engine) thresholds and matching in linear light\n\n" NADIRO_IMAGE_FLAGS_HELP
+    "\n"
     "Input: any picture the tool reads. Colour and palette pictures are first\n"
     "made 8-bit grey with grey = (30 R + 59 G + 11 B) / 100 (integer, truncated);\n"
     "an 8-bit picture whose palette is already the grey ramp 0..255 is used as is.\n\n"

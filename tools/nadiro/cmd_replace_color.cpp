@@ -48,7 +48,8 @@ int run(std::span<const std::string> args) {
   if (!colour) return usage("replace-color", "--color R,G,B is required");
   const auto c = parseColour(*colour);
   const auto t = parseColour(a.value("--tolerance").value_or("0,0,0"));
-  if (!c || !t) return usage("replace-color", "--color and --tolerance take R,G,B with each 0..255");
+  if (!c || !t)
+    return usage("replace-color", "--color and --tolerance take R,G,B with each 0..255");
   r.colour = *c;
   r.tolerance = *t;
   static constexpr IntOption kOptions[] = {
@@ -65,10 +66,14 @@ int run(std::span<const std::string> args) {
 
 void demoReplaceColor(DemoContext& demo) {
   static const DemoCase<Replacement> kCases[] = {
-      {{{200, 60, 40}, {60, 60, 60}, 120, 0, 0}, "replace-color-reds.png",
-       "Reddish pixels turned by 120 degrees", "--color 200,60,40 --tolerance 60,60,60 --hue 120"},
-      {{{128, 128, 128}, {40, 40, 40}, 0, 0, 60}, "replace-color-greys.png",
-       "Mid greys lightened", "--color 128,128,128 --tolerance 40,40,40 --intensity 60"}};
+      {{{200, 60, 40}, {60, 60, 60}, 120, 0, 0},
+       "replace-color-reds.png",
+       "Reddish pixels turned by 120 degrees",
+       "--color 200,60,40 --tolerance 60,60,60 --hue 120"},
+      {{{128, 128, 128}, {40, 40, 40}, 0, 0, 60},
+       "replace-color-greys.png",
+       "Mid greys lightened",
+       "--color 128,128,128 --tolerance 40,40,40 --intensity 60"}};
   addDemoCases<Replacement>(demo, "Colour adjustments", "replace-color", kCases, adjust);
 }
 
@@ -83,10 +88,12 @@ extern const Command kReplaceColorCommand = {
     "  --tolerance R,G,B   how far each channel may differ, default 0,0,0\n"
     "  --hue DEG           hue shift, -180..180 degrees, default 0\n"
     "  --saturation N      added to the saturation byte, -255..255, default 0\n"
-    "  --intensity N       added to the intensity byte, -255..255, default 0\n\n"
-    NADIRO_IMAGE_FLAGS_HELP "\n"
+    "  --intensity N       added to the intensity byte, -255..255, default "
+    "0\n\n" NADIRO_IMAGE_FLAGS_HELP
+    "\n"
     "Input: any picture the tool reads; it is made 24-bit first.\n\n"
-    "Example:\n  nadiro replace-color --color 200,40,40 --tolerance 50,50,50 --hue 120 in.png out.png\n",
+    "Example:\n  nadiro replace-color --color 200,40,40 --tolerance 50,50,50 --hue 120 in.png "
+    "out.png\n",
     run};
 
 }  // namespace nadiro::cli

@@ -20,7 +20,9 @@ const ModelName kModels[] = {
 
 }  // namespace
 
-std::span<const ModelName> colorModels() { return kModels; }
+std::span<const ModelName> colorModels() {
+  return kModels;
+}
 
 const ModelName* modelOfTag(uint32_t tag) {
   for (const auto& m : kModels)

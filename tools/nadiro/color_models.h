@@ -9,8 +9,8 @@
 namespace nadiro::cli {
 
 struct ModelName {
-  const char* name;  // upper case, as shown
-  int32_t id;        // NADIRO_MODEL_*
+  const char* name;         // upper case, as shown
+  int32_t id;               // NADIRO_MODEL_*
   const char* channels[4];  // components in model order (three or four)
   uint32_t tag;             // the compression-field tag of a picture holding the model
 };
@@ -26,6 +26,8 @@ const ModelName* findModel(const std::string& text);
 const ModelName* modelOfTag(uint32_t tag);
 
 // CMYK and the under-colour-removal CMYK form have four components.
-inline bool fourComponents(int32_t id) { return id == 4 || id == 10; }
+inline bool fourComponents(int32_t id) {
+  return id == 4 || id == 10;
+}
 
 }  // namespace nadiro::cli

@@ -8,9 +8,9 @@
 #include <fstream>
 
 #include "bmp.h"
+#include "cli.h"
 #include "formats.h"
 #include "operation.h"
-#include "cli.h"
 
 namespace nadiro::cli {
 
@@ -30,16 +30,8 @@ void demoReplaceColor(DemoContext& demo);
 namespace {
 
 constexpr void (*kSections[])(DemoContext&) = {
-    demoOrderedDither,
-    demoDither,
-    demoEngine,
-    demoChannels,
-    demoConvolution,
-    demoBrightnessContrast,
-    demoHueSaturation,
-    demoCmykLevels,
-    demoDesaturate,
-    demoGamma,
+    demoOrderedDither,      demoDither,        demoEngine,     demoChannels,   demoConvolution,
+    demoBrightnessContrast, demoHueSaturation, demoCmykLevels, demoDesaturate, demoGamma,
     demoReplaceColor,
 };
 
@@ -47,17 +39,28 @@ std::string escape(const std::string& s) {
   std::string out;
   for (char c : s) {
     switch (c) {
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      case '&': out += "&amp;"; break;
-      case '"': out += "&quot;"; break;
-      default: out += c;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '&':
+        out += "&amp;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      default:
+        out += c;
     }
   }
   return out;
 }
 
-std::string sectionId(size_t i) { return "section-" + std::to_string(i + 1); }
+std::string sectionId(size_t i) {
+  return "section-" + std::to_string(i + 1);
+}
 
 std::string image(const std::string& file, int32_t w, int32_t h, const std::string& alt) {
   return "<img src=\"" + escape(file) + "\" width=\"" + std::to_string(w) + "\" height=\"" +
@@ -129,23 +132,21 @@ int runDemo(std::span<const std::string> args) {
   }
   if (!makeFolders(demo.outDir, error)) return fail(demo.outDir, error);
   demo.grey = toGrey8(demo.sample);
-  const std::string size = std::to_string(demo.sample.width()) + " x " +
-                           std::to_string(demo.sample.height());
+  const std::string size =
+      std::to_string(demo.sample.width()) + " x " + std::to_string(demo.sample.height());
   demo.add("Input", "sample.png", "The picture", "24-bit, " + size, demo.sample);
   demo.add("Input", "sample-grey.png", "In grey, as ordered-dither sees it",
            "grey = (30 R + 59 G + 11 B) / 100", demo.grey);
   for (auto section : kSections) section(demo);
   if (!writeIndex(demo, inputName, error)) return fail(demo.outDir + "/index.html", error);
-  std::printf("wrote %zu images and index.html to %s/\n", demo.entries.size(),
-              demo.outDir.c_str());
+  std::printf("wrote %zu images and index.html to %s/\n", demo.entries.size(), demo.outDir.c_str());
   return demo.failures ? kExitFailed : kExitOk;
 }
 
 }  // namespace
 
-void DemoContext::add(const std::string& section, const std::string& file,
-                      const std::string& title, const std::string& params, const Dib& image,
-                      const std::string& note) {
+void DemoContext::add(const std::string& section, const std::string& file, const std::string& title,
+                      const std::string& params, const Dib& image, const std::string& note) {
   const bool command = params.rfind("nadiro ", 0) == 0;
   const size_t before = entries.size();
   addMade(section, file, title, command ? params + " sample.png " + file : params, image, note);
@@ -179,7 +180,8 @@ extern const Command kDemoCommand = {
     "  --in PICTURE  your picture instead of the built-in one (a few hundred\n"
     "                pixels wide keeps the page easy to look through)\n"
     "  --out DIR     output folder, created when missing (default: demo-out)\n\n"
-    "Example:\n  nadiro demo --in photo.jpg --out /tmp/gallery && xdg-open /tmp/gallery/index.html\n",
+    "Example:\n  nadiro demo --in photo.jpg --out /tmp/gallery && xdg-open "
+    "/tmp/gallery/index.html\n",
     runDemo};
 
 }  // namespace nadiro::cli

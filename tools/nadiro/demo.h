@@ -43,7 +43,7 @@ struct DemoCase {
   Settings settings;
   const char* file;
   const char* title;
-  const char* params;  // the command's flags for this setting
+  const char* params;          // the command's flags for this setting
   const char* note = nullptr;  // a visible quirk, in one line
 };
 

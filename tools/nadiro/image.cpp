@@ -3,17 +3,29 @@
 #include <cstring>
 
 namespace nadiro::cli {
-int32_t Dib::width() const { return loadField<int32_t>(bytes, 4); }
-int32_t Dib::height() const { return loadField<int32_t>(bytes, 8); }
-uint16_t Dib::bits() const { return loadField<uint16_t>(bytes, 14); }
-uint32_t Dib::compression() const { return loadField<uint32_t>(bytes, 16); }
+int32_t Dib::width() const {
+  return loadField<int32_t>(bytes, 4);
+}
+int32_t Dib::height() const {
+  return loadField<int32_t>(bytes, 8);
+}
+uint16_t Dib::bits() const {
+  return loadField<uint16_t>(bytes, 14);
+}
+uint32_t Dib::compression() const {
+  return loadField<uint32_t>(bytes, 16);
+}
 uint32_t Dib::colours() const {
   const uint32_t used = loadField<uint32_t>(bytes, 32);
   if (used) return used;
   return bits() <= 8 ? (1u << bits()) : 0u;
 }
-uint32_t Dib::stride() const { return (uint32_t(width()) * bits() + 31) / 32 * 4; }
-size_t Dib::pixelOffset() const { return 40 + size_t{colours()} * 4; }
+uint32_t Dib::stride() const {
+  return (uint32_t(width()) * bits() + 31) / 32 * 4;
+}
+size_t Dib::pixelOffset() const {
+  return 40 + size_t{colours()} * 4;
+}
 
 void Dib::bgr(int32_t r, int32_t x, uint8_t out[3]) const {
   const uint8_t* p = row(r);

@@ -32,11 +32,15 @@ struct Dib {
   int32_t height() const;
   uint16_t bits() const;
   uint32_t compression() const;
-  uint32_t colours() const;      // entries in the colour table
+  uint32_t colours() const;  // entries in the colour table
   uint32_t stride() const;
   size_t pixelOffset() const;
-  const uint8_t* row(int32_t storedRow) const { return bytes.data() + pixelOffset() + size_t(storedRow) * stride(); }
-  uint8_t* row(int32_t storedRow) { return bytes.data() + pixelOffset() + size_t(storedRow) * stride(); }
+  const uint8_t* row(int32_t storedRow) const {
+    return bytes.data() + pixelOffset() + size_t(storedRow) * stride();
+  }
+  uint8_t* row(int32_t storedRow) {
+    return bytes.data() + pixelOffset() + size_t(storedRow) * stride();
+  }
   // Blue, green, red of pixel x in stored row r, through the palette if any.
   void bgr(int32_t r, int32_t x, uint8_t out[3]) const;
 

@@ -7,7 +7,9 @@
 #include <cstdlib>
 #include <cstring>
 
+// clang-format off
 #include <jpeglib.h>  // needs size_t and FILE first
+// clang-format on
 
 #include "formats.h"
 #include "operation.h"

@@ -1,8 +1,8 @@
 // nadiro: run the library's operations on picture files.
 #include <algorithm>
 #include <clocale>
-#include <cstring>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 

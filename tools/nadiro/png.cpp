@@ -59,8 +59,7 @@ constexpr char kModelKey[] = "Colour model";
 void readMetadata(png_structp png, png_infop info, Metadata& meta) {
   png_uint_32 exifSize = 0;
   png_bytep exif = nullptr;
-  if (png_get_eXIf_1(png, info, &exifSize, &exif) && exif)
-    meta.exif.assign(exif, exif + exifSize);
+  if (png_get_eXIf_1(png, info, &exifSize, &exif) && exif) meta.exif.assign(exif, exif + exifSize);
   png_charp name = nullptr;
   int compression = 0;
   png_bytep profile = nullptr;

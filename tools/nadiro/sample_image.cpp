@@ -23,7 +23,9 @@ Rgb hue(double h) {  // h in [0, 1): a fully saturated colour
   return {c[0], c[1], c[2]};
 }
 
-uint8_t byte(double v) { return static_cast<uint8_t>(std::clamp(v, 0.0, 255.0)); }
+uint8_t byte(double v) {
+  return static_cast<uint8_t>(std::clamp(v, 0.0, 255.0));
+}
 
 Rgb pixel(double x, double y, double w, double h) {
   const double u = x / w, v = y / h;  // v = 0 at the top
@@ -32,8 +34,10 @@ Rgb pixel(double x, double y, double w, double h) {
   // Sun with a soft glow and a hard rim.
   const double sx = 0.7 * w, sy = 0.42 * h, sr = 0.09 * h;
   const double d = std::hypot(x - sx, y - sy);
-  if (d < sr) c = {255, 236, 150};
-  else c = mix(c, {255, 200, 110}, std::exp(-(d - sr) / (0.12 * h)) * 0.6);
+  if (d < sr)
+    c = {255, 236, 150};
+  else
+    c = mix(c, {255, 200, 110}, std::exp(-(d - sr) / (0.12 * h)) * 0.6);
   // Mountains: two ridges with hard silhouettes.
   const double ridge1 = 0.55 + 0.08 * std::sin(u * 9.0) + 0.03 * std::sin(u * 31.0);
   const double ridge2 = 0.66 + 0.05 * std::sin(u * 5.0 + 1.3) + 0.015 * std::sin(u * 57.0);
