@@ -162,8 +162,8 @@ class DialogThread {
     if (dialog_ && IsWindow(dialog_)) PostMessageW(dialog_, WM_COMMAND, IDCANCEL, 0);
     worker_.join();
   }
-  bool focusReaches(HWND control) const {  // within a second
-    for (int tries = 0; tries < 100 && focus() != control; ++tries) Sleep(10);
+  bool focusReaches(HWND control) const {  // within 5 s: Wine on a loaded machine is slow
+    for (int tries = 0; tries < 500 && focus() != control; ++tries) Sleep(10);
     return focus() == control;
   }
 
