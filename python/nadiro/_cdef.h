@@ -128,8 +128,8 @@ enum NadiroColorModel {
  NadiroColor3 LABtoYUV(const NadiroColor3* lab);
  NadiroColor3 LABtoXYZ(const NadiroColor3* lab);
  NadiroHandle ConvertDIBColorSpace(NadiroHandle image, int32_t from,
-                                                        int32_t to, int32_t showProgress,
-                                                        NadiroWindow owner);
+                                                         int32_t to, int32_t showProgress,
+                                                         NadiroWindow owner);
  int32_t ConvertColorSpace(const uint8_t* source, uint8_t* target,
                                                  int32_t length, int32_t from, int32_t to,
                                                  int32_t showProgress, NadiroWindow owner);
@@ -150,23 +150,23 @@ enum NadiroColorModel {
                                                       const int16_t* kernel, uint32_t* errorOut,
                                                       uint32_t flags, NadiroWindow progressOwner);
  NadiroHandle ColorBrightnessContrast(NadiroHandle image, int32_t brightness,
-                                                           int32_t contrast, int32_t showDialog);
+                                                            int32_t contrast, int32_t showDialog);
  NadiroHandle ColorHueSaturation(NadiroHandle image, int32_t hue,
-                                                      int32_t saturation, int32_t intensity,
-                                                      uint32_t rangeStart, uint32_t rangeEnd,
-                                                      int32_t mode, NadiroWindow owner);
+                                                       int32_t saturation, int32_t intensity,
+                                                       uint32_t rangeStart, uint32_t rangeEnd,
+                                                       int32_t mode, NadiroWindow owner);
  NadiroHandle ColorCMYKLevels(NadiroHandle image, int32_t cyan,
-                                                   int32_t magenta, int32_t yellow, int32_t black,
-                                                   int32_t mode, NadiroWindow owner);
+                                                    int32_t magenta, int32_t yellow, int32_t black,
+                                                    int32_t mode, NadiroWindow owner);
  NadiroHandle Desaturate(NadiroHandle image, int32_t mode,
-                                              NadiroWindow owner);
+                                               NadiroWindow owner);
  NadiroHandle GammaCorrection(NadiroHandle image, uint32_t red,
-                                                   uint32_t green, uint32_t blue, int32_t flags,
-                                                   NadiroWindow owner);
+                                                    uint32_t green, uint32_t blue, int32_t flags,
+                                                    NadiroWindow owner);
  NadiroHandle ReplaceColor(NadiroHandle image, uint32_t colour,
-                                                uint32_t tolerance, int32_t hueShift,
-                                                int32_t saturationShift, int32_t intensityShift,
-                                                int32_t flags, NadiroWindow owner);
+                                                 uint32_t tolerance, int32_t hueShift,
+                                                 int32_t saturationShift, int32_t intensityShift,
+                                                 int32_t flags, NadiroWindow owner);
  NadiroHandle NadiroGlobalAlloc(uint32_t flags, size_t bytes);
  void* NadiroGlobalLock(NadiroHandle handle);
  int32_t NadiroGlobalUnlock(NadiroHandle handle);
