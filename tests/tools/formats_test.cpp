@@ -49,6 +49,7 @@ std::vector<uint8_t> makePng(const PngKind& s, uint32_t w, uint32_t h) {
     }
   }
   png_write_info(png, info);
+  png_set_packing(png);                  // a byte a sample below 8 bits
   if (s.depth == 16) png_set_swap(png);  // rows below are little-endian 16-bit
   const int channels = png_get_channels(png, info);
   const int passes = png_set_interlace_handling(png);
@@ -56,23 +57,15 @@ std::vector<uint8_t> makePng(const PngKind& s, uint32_t w, uint32_t h) {
   std::vector<uint8_t> row(w * 8 + 8);
   for (int pass = 0; pass < passes; ++pass) {
     for (uint32_t y = 0; y < h; ++y) {
-      std::fill(row.begin(), row.end(), 0);
       for (uint32_t x = 0; x < w; ++x) {
         for (int c = 0; c < channels; ++c) {
           // Alpha goes 0 (x = 0), full (x = 1), then a ramp.
           const bool isAlpha = (channels == 2 && c == 1) || (channels == 4 && c == 3);
           uint32_t v = (x * 5 + y * 11 + uint32_t(c) * 3) % (maxv + 1);
           if (isAlpha) v = x < 2 ? x * maxv : (x * 37 + y) % (maxv + 1);
-          const size_t i = x * size_t(channels) + size_t(c);
-          if (s.depth == 16) {
-            row[2 * i] = uint8_t(v);
-            row[2 * i + 1] = uint8_t(v >> 8);
-          } else if (s.depth == 8) {
-            row[i] = uint8_t(v);
-          } else {
-            const size_t bit = i * size_t(s.depth);
-            row[bit / 8] |= uint8_t(v << (8 - s.depth - bit % 8));
-          }
+          const size_t i = (x * size_t(channels) + size_t(c)) * (s.depth == 16 ? 2 : 1);
+          row[i] = uint8_t(v);
+          if (s.depth == 16) row[i + 1] = uint8_t(v >> 8);
         }
       }
       png_write_row(png, row.data());
