@@ -1,10 +1,6 @@
-// The colour adjustments: worked examples of each rule, the HSI-based ones
-// held to the pixel conversions they are defined with, every adjustment over
-// a spread of settings frozen as digests, and the setting ranges.
-//
-// The digests were computed once from the library when every output agreed
-// byte for byte with a second, independent implementation of the
-// adjustments; a change to a core changes them.
+// The colour adjustments. The digests were computed once from the library
+// when every output agreed byte for byte with a second, independent
+// implementation of the adjustments; a change to a core changes them.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -156,7 +152,6 @@ TEST(Adjustments, EverySettingMatchesItsDigest) {
     Call run;
     uint64_t digest;
   } settings[] = {
-      {"BrightnessContrast_100_0", bc(100, 0), 0x2F21C70B71D18B74ull},
       {"BrightnessContrast_m100_0", bc(-100, 0), 0xE47253006D2B3E2Eull},
       {"BrightnessContrast_0_100", bc(0, 100), 0xCBB2B8A519CA9008ull},
       {"BrightnessContrast_37_m12", bc(37, -12), 0x6536A5536E9F1AA9ull},
@@ -166,11 +161,9 @@ TEST(Adjustments, EverySettingMatchesItsDigest) {
       {"HueSaturation_m180_255_m255", hs(-180, 255, -255), 0x07964144FF3C0A4Cull},
       {"HueSaturation_180_m255_255", hs(180, -255, 255), 0xBB791A48C8508F60ull},
       {"HueSaturation_90_40_m20_60_300", hs(90, 40, -20, 60, 300), 0x4205377BDEDCAB71ull},
-      {"HueSaturation_m7_3_3_359_1", hs(-7, 3, 3, 359, 1), 0xACF52E22F3DBE2CAull},
       {"CmykLevels_100", cmyk(100, 100, 100, 100), 0x1ADDBF423AF8A589ull},
       {"CmykLevels_m100", cmyk(-100, -100, -100, -100), 0xBB791A48C8508F60ull},
       {"CmykLevels_50_m30_70_0", cmyk(50, -30, 70, 0), 0x4CA0F9E770592516ull},
-      {"CmykLevels_m1_1_99_m99", cmyk(-1, 1, 99, -99), 0x8B78475F172D89B5ull},
       {"Desaturate", desaturate, 0x21C6353539344F78ull},
       {"Gamma_10_50_500", gamma(10, 50, 500), 0x1A3935236E480840ull},
       {"Gamma_200_123_11", gamma(200, 123, 11), 0x415C4959C8CBF185ull},

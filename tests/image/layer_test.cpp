@@ -2,7 +2,7 @@
 // out of the exports' results, and refusals that leave everything as it was.
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <algorithm>
 #include <vector>
 
 #include "nadiro/nadiro_image.h"
@@ -86,9 +86,8 @@ TEST(ImageLayer, ImagesAreBottomUpDibs) {
 // read as the buffer conversion gives their pixels (CMYK as C, M, Y, K).
 TEST(ImageLayer, OtherImagesReadAsTheirTablesAndModels) {
   // 3 x 1, three colours black, red, blue; pixels 1, 2 and 15.
-  Bytes dib(40 + 64 + 4, 0);
-  std::memcpy(dib.data(), Bytes{40, 0, 0, 0, 3, 0, 0, 0, 1, 0, 0, 0, 1, 0, 4, 0}.data(), 16);
-  dib[32] = 3;
+  Bytes dib = makeDib({.width = 3, .bits = 4, .clrUsed = 3, .tableEntries = 3});
+  std::fill(dib.begin() + 40, dib.begin() + 52, 0);
   dib[40 + 4 + 2] = dib[40 + 8] = 255;
   dib[52] = 0x12;
   dib[53] = 0xF0;

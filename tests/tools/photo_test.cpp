@@ -1,10 +1,10 @@
 // Photographs through the tool's codecs: Ctrl-C writes nothing, EXIF
 // orientation turns pictures upright, metadata and colour models survive a
 // round trip, and one progress line covers a whole run.
-#include <dirent.h>
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <filesystem>
 
 #include "bmp.h"
 #include "formats.h"
@@ -41,11 +41,8 @@ std::vector<uint8_t> exifWithOrientation(int o, bool big) {
 
 std::string noTemporaries(const std::string& dir) {
   std::string found;
-  if (DIR* d = ::opendir(dir.c_str())) {
-    while (const dirent* e = ::readdir(d))
-      if (std::string(e->d_name).find(".tmp-") != std::string::npos) found += e->d_name;
-    ::closedir(d);
-  }
+  for (const auto& e : std::filesystem::directory_iterator(dir))
+    if (e.path().filename().string().find(".tmp-") != std::string::npos) found += e.path();
   return found;
 }
 
