@@ -269,7 +269,7 @@ TEST(Engine, EveryFormatGivesTheSameColours) {
                  {NADIRO_PIXELS_BGRA32, 4, {2, 1, 0}, 3}};
   for (const Format& f : formats) {
     // Padded rows and a varying alpha: alpha kept, padding untouched.
-    const uint32_t row = rgb.width * f.bytes, stride = row + 5;
+    const uint32_t stride = rgb.width * f.bytes + 5;
     std::vector<uint8_t> in(size_t{stride} * rgb.height, 0xEE), out(in.size(), 0x11);
     std::vector<uint8_t> expected = out;
     for (uint32_t i = 0; i < rgb.width * rgb.height; ++i) {
@@ -284,11 +284,6 @@ TEST(Engine, EveryFormatGivesTheSameColours) {
     NadiroDitherTarget target{out.data(), stride, f.format, 0, {}};
     ASSERT_EQ(NadiroDither(&source, &target, &o), NADIRO_DITHER_OK);
     EXPECT_EQ(out, expected) << "format " << f.format;
-    // In place, the same again (the padding there is the source's).
-    target.pixels = in.data();
-    ASSERT_EQ(NadiroDither(&source, &target, &o), NADIRO_DITHER_OK);
-    for (size_t p = row; p < in.size(); p += stride) std::fill_n(&expected[p], 5, 0xEE);
-    EXPECT_EQ(in, expected) << "in place, format " << f.format;
   }
 }
 
