@@ -459,8 +459,8 @@ TEST(Merge, EveryPixelThroughThePixelConversion) {
   }
 }
 
-// A missing or compressed fourth channel leaves the others and the
-// destination locked.
+// Refusals leave the destination as it was; a missing or compressed fourth
+// channel leaves the others and the destination locked.
 TEST(Merge, Refusals) {
   const MergeInputs in = mergeInputs(4, 3, 5);
   Bytes compressed = in.channel[0], shortChannel = in.channel[0], smallDest = in.dest;
@@ -493,12 +493,14 @@ TEST(Merge, Refusals) {
       const Bytes& b = i == c.slot ? c.replacement : i == 4 ? in.dest : in.channel[i];
       handles.push_back(b.empty() ? test::ImageHandle(MemHandle{}) : test::ImageHandle(b));
     }
+    const Bytes destBefore = test::blockBytes(handles[4].get());
     test::resetCodes(0, 99);
     EXPECT_EQ(MergeColorChannels(handles[0].get(), handles[1].get(), handles[2].get(),
                                  handles[3].get(), handles[4].get(), c.model),
               0u)
         << c.what;
     EXPECT_EQ(test::lastError(), c.code) << c.what;
+    EXPECT_EQ(test::blockBytes(handles[4].get()), destBefore) << c.what;
     for (size_t i = 0; i < 5; ++i) {
       if (!handles[i].get() || (c.locksStay && i == 3)) continue;
       EXPECT_EQ(test::notLocked(handles[i].get()), !c.locksStay) << c.what << ", image " << i;

@@ -1,5 +1,4 @@
-// Bad arguments in the order they are checked (the engine fuzz harness
-// holds refusals to leaving source and target alone).
+// Bad arguments in the order they are checked, the target left as it was.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -38,8 +37,8 @@ void custom(Call& c, uint32_t count, const uint8_t* colours) {
   c.options.paletteColors = colours;
 }
 
-TEST(EngineArguments, RefusedWithTheirCode) {
-  std::vector<uint8_t> pixels(8 * 6 * 4, 90), out(8 * 6 * 4);
+TEST(EngineArguments, RefusedWithTheirCodeAndTargetUntouched) {
+  std::vector<uint8_t> pixels(8 * 6 * 4, 90);
   static const uint16_t kMatrix[4] = {0, 1, 2, 3};
   static const uint8_t kColours[6] = {0, 0, 0, 255, 255, 255};
   // clang-format off
@@ -77,12 +76,15 @@ TEST(EngineArguments, RefusedWithTheirCode) {
   };
   // clang-format on
   for (const BadCase& bad : cases) {
+    std::vector<uint8_t> out(8 * 6 * 4, 0x5A);
     Call c{{pixels.data(), 8, 6, 32, NADIRO_PIXELS_RGBA32},
            {out.data(), 24, NADIRO_PIXELS_RGB24, 77, {}},
            {}};
     NadiroDitherOptionsInit(&c.options);
     bad.spoil(c);
     EXPECT_EQ(NadiroDither(&c.source, &c.target, &c.options), bad.code) << bad.what;
+    EXPECT_EQ(out, std::vector<uint8_t>(out.size(), 0x5A)) << bad.what;
+    EXPECT_EQ(c.target.paletteCount, 77u) << bad.what;
   }
   // Null blocks themselves.
   Call c{{pixels.data(), 8, 6, 32, NADIRO_PIXELS_RGBA32},
