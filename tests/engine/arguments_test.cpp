@@ -1,6 +1,4 @@
-// Bad arguments are refused with their code and leave the target as it
-// was; progress and Cancel go through the library's progress hook.
-// (Random arguments are the engine fuzz harness's.)
+// Bad arguments in the order they are checked, the target left as it was.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -87,7 +85,6 @@ TEST(EngineArguments, RefusedWithTheirCodeAndTargetUntouched) {
     EXPECT_EQ(NadiroDither(&c.source, &c.target, &c.options), bad.code) << bad.what;
     EXPECT_EQ(out, std::vector<uint8_t>(out.size(), 0x5A)) << bad.what;
     EXPECT_EQ(c.target.paletteCount, 77u) << bad.what;
-    EXPECT_EQ(pixels, std::vector<uint8_t>(pixels.size(), 90)) << bad.what;
   }
   // Null blocks themselves.
   Call c{{pixels.data(), 8, 6, 32, NADIRO_PIXELS_RGBA32},
