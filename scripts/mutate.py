@@ -38,7 +38,7 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 MUTANTS = [
     # Colour formulas.
     ("src/color/formulas.h", "const double s = (mx - mn) / mx;", "const double s = (mx + mn) / mx;"),
-    ("src/color/formulas.h", "case 3: rgb = {p, q, v}; break;", "case 3: rgb = {q, p, v}; break;"),
+    ("src/color/formulas.h", "rgb = {p, q, v};", "rgb = {q, p, v};"),
     ("src/color/formulas.h", "0.211456 * r - 0.522591 * g + 0.311135 * b", "0.211456 * r + 0.522591 * g + 0.311135 * b"),
     ("src/color/formulas.h", "y - 1.107 * i + 1.7046 * q", "y - 1.107 * i - 1.7046 * q"),
     ("src/color/formulas.h", "7.787 * t + 16.0 / 116.0", "7.787 * t + 16.0 / 115.0"),
