@@ -23,6 +23,9 @@ Results so far (release build, Linux):
   suite of 6,802 test lines: 45 applied, 42 killed (survivors 40, 42, 43)
   suite of 6,641 test lines: 45 applied, 45 killed (43 in the full run, then
     the two survivors by the tests added for them)
+  suite of 5,927 test lines (references frozen as digests, the tree
+    formatted, the engine's nearest-colour code rewritten): 45 applied,
+    45 killed
 """
 import argparse
 import os
