@@ -55,6 +55,9 @@ void mapRows(const uint8_t* src, uint8_t* dst, uint32_t stride, uint64_t rowByte
 int32_t hueShiftToBytes(int32_t degrees);
 uint32_t hueDegreesToBytes(uint32_t degrees);
 
+// Whether a hue byte lies in the range start..end (all comparisons
+// unsigned; a start above the end is a range through 0).
+bool inHueRange(uint32_t hue, uint32_t start, uint32_t end);
 // The shifted hue with the wrap of the hue/saturation adjustment: one step
 // further than a plain modulo on either side (10 - 20 gives 245, 250 + 20
 // gives 15).

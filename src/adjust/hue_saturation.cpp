@@ -10,11 +10,6 @@
 namespace nadiro::adjust {
 namespace {
 
-// All comparisons unsigned; a start above the end is a range through 0.
-bool inHueRange(uint32_t hue, uint32_t start, uint32_t end) {
-  return start <= end ? start <= hue && hue <= end : hue <= end || hue >= start;
-}
-
 // -180..180 degrees; saturation and intensity -255..255; the sums taken as
 // unsigned, so values below the range wrap above it.
 bool settingsInRange(int32_t hue, int32_t saturation, int32_t intensity) {
@@ -31,6 +26,10 @@ bool hueRangeValid(uint32_t start, uint32_t end) {
 }
 
 }  // namespace
+
+bool inHueRange(uint32_t hue, uint32_t start, uint32_t end) {
+  return start <= end ? start <= hue && hue <= end : hue <= end || hue >= start;
+}
 
 int32_t hueShiftToBytes(int32_t degrees) {
   return static_cast<int32_t>(degrees / 360.0 * 255.0);

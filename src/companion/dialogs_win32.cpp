@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "adjust/adjust.h"
 #include "companion/dialog_table.h"
 #include "nadiro/nadiro.h"
 
@@ -69,11 +70,6 @@ int32_t shownValue(const Param& p, const void* slot) {
   }
 }
 
-// Degrees as the hue byte the exports turn them into.
-uint32_t hueByte(int32_t degrees) {
-  return static_cast<uint32_t>(degrees / 360.0 * 255.0);
-}
-
 // Stores what a person chose back in the variable's own units; the hue and
 // factor conversions are those the exports apply to their own arguments.
 void store(const Param& p, void* slot, int32_t shown) {
@@ -89,15 +85,15 @@ void store(const Param& p, void* slot, int32_t shown) {
       std::memcpy(slot, &u, 4);
       return;
     case Unit::HueShift:
-      i = static_cast<int32_t>(shown / 360.0 * 255.0);
+      i = adjust::hueShiftToBytes(shown);
       std::memcpy(slot, &i, 4);
       return;
     case Unit::HueAngle:
-      u = hueByte(shown);
+      u = adjust::hueDegreesToBytes(static_cast<uint32_t>(shown));
       std::memcpy(slot, &u, 4);
       return;
     case Unit::Factor:
-      d = shown < 0 ? (shown + 100) / 100.0 : shown / 100.0 + 1.0;
+      d = adjust::cmykFactor(shown);
       std::memcpy(slot, &d, 8);
       return;
     default: {
@@ -503,8 +499,8 @@ void drawWheel(const DRAWITEMSTRUCT& d, uint32_t from, uint32_t to) {
       if (r < inner || r > outer) continue;
       const double turn = std::atan2(dy, dx) / (2 * 3.14159265358979323846);
       const uint32_t hue = static_cast<uint32_t>((turn < 0 ? turn + 1 : turn) * 256) & 0xFF;
-      const bool in = from <= to ? from <= hue && hue <= to : hue <= to || hue >= from;
-      pixels[static_cast<size_t>(y * w + x)] = (in ? vivid : pale)[hue];
+      pixels[static_cast<size_t>(y * w + x)] =
+          (adjust::inHueRange(hue, from, to) ? vivid : pale)[hue];
     }
   drawPixels(d, pixels, w, h);
 }
@@ -580,7 +576,8 @@ INT_PTR CALLBACK dialogProc(HWND dlg, UINT message, WPARAM wParam, LPARAM lParam
       if (d->CtlID == kBeforeId || d->CtlID == kAfterId)
         drawImage(*d, d->CtlID == kBeforeId ? state->before.get() : state->after.get());
       else if (d->CtlID == kWheelId)
-        drawWheel(*d, hueByte(panelValue(dlg, *state, 0)), hueByte(panelValue(dlg, *state, 1)));
+        drawWheel(*d, adjust::hueDegreesToBytes(static_cast<uint32_t>(panelValue(dlg, *state, 0))),
+                  adjust::hueDegreesToBytes(static_cast<uint32_t>(panelValue(dlg, *state, 1))));
       else if (d->CtlID == kSwatchId)
         drawSwatch(dlg, *state, *d);
       else
