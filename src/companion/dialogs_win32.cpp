@@ -18,6 +18,8 @@
 
 #include "adjust/adjust.h"
 #include "companion/dialog_table.h"
+#include "frame/dib.h"
+#include "frame/guards.h"
 #include "nadiro/nadiro.h"
 
 extern "C" IMAGE_DOS_HEADER __ImageBase;  // this module, as the linker names it
@@ -280,82 +282,47 @@ void buildTemplate(TemplateWriter& t, const DialogTable& table, const KernelView
 
 // ---- the live dialog -------------------------------------------------------
 
-// A global memory block owned for the length of a dialog.
-class Block {
- public:
-  Block() = default;
-  explicit Block(HGLOBAL h) : h_(h) {}
-  ~Block() {
-    if (h_) GlobalFree(h_);
-  }
-  Block(const Block&) = delete;
-  Block& operator=(Block&& o) noexcept {
-    std::swap(h_, o.h_);
-    return *this;
-  }
-  HGLOBAL get() const { return h_; }
+// Bytes of one row of a 24-bit image of `width` pixels (at most 65535).
+size_t stride24(long width) {
+  return *dib::rowStride(static_cast<int32_t>(width), 24);
+}
 
- private:
-  HGLOBAL h_ = nullptr;
-};
-
-// A locked block, unlocked at the end of the scope.
-class Locked {
- public:
-  explicit Locked(HGLOBAL h) : h_(h), p_(h ? static_cast<uint8_t*>(GlobalLock(h)) : nullptr) {}
-  ~Locked() {
-    if (p_) GlobalUnlock(h_);
-  }
-  Locked(const Locked&) = delete;
-  Locked& operator=(const Locked&) = delete;
-  uint8_t* get() const { return p_; }
-
- private:
-  HGLOBAL h_;
-  uint8_t* p_;
-};
-
-// Width, height and pixel offset of a bottom-up 24-bit image, or false.
-bool geometry24(HGLOBAL image, const uint8_t* p, BITMAPINFOHEADER& h, size_t& offset) {
-  if (!p || GlobalSize(image) < sizeof h) return false;
-  std::memcpy(&h, p, sizeof h);
+// Width, height and pixel offset of a locked bottom-up 24-bit image, or false.
+bool geometry24(const LockedBlock& p, BITMAPINFOHEADER& h, size_t& offset) {
+  if (!p || p.size() < sizeof h) return false;
+  std::memcpy(&h, p.data(), sizeof h);
   if (h.biSize != sizeof h || h.biBitCount != 24 || h.biWidth <= 0 || h.biHeight <= 0 ||
       h.biWidth > 65535 || h.biHeight > 65535 || h.biClrUsed > 256)
     return false;
   offset = sizeof h + 4 * size_t{h.biClrUsed};
-  const size_t stride = (3 * size_t(h.biWidth) + 3) & ~size_t{3};
-  return offset + stride * size_t(h.biHeight) <= GlobalSize(image);
+  return offset + stride24(h.biWidth) * size_t(h.biHeight) <= p.size();
 }
 
 // The image scaled down once (nearest pixel) to fit the preview, as a new
-// 24-bit image; null when the image is not one the preview can show.
-HGLOBAL thumbnail(HGLOBAL image) {
-  Locked source(image);
+// 24-bit image; empty when the image is not one the preview can show.
+OwnedBlock thumbnail(MemHandle image) {
+  const LockedBlock source(image);
   BITMAPINFOHEADER h;
   size_t offset;
-  if (!geometry24(image, source.get(), h, offset)) return nullptr;
+  if (!geometry24(source, h, offset)) return {};
   constexpr long kSide = 128;
   const long big = std::max(h.biWidth, h.biHeight);
   const long w = std::max(1L, h.biWidth * std::min(big, kSide) / big);
   const long ht = std::max(1L, h.biHeight * std::min(big, kSide) / big);
-  const size_t stride = (3 * size_t(w) + 3) & ~size_t{3};
-  const size_t from = (3 * size_t(h.biWidth) + 3) & ~size_t{3};
-  HGLOBAL out = GlobalAlloc(GHND, sizeof h + stride * size_t(ht));
-  Locked target(out);
-  if (!target.get()) {
-    if (out) GlobalFree(out);
-    return nullptr;
-  }
+  const size_t stride = stride24(w), from = stride24(h.biWidth);
+  OwnedBlock out = OwnedBlock::allocate(sizeof h + stride * size_t(ht));
+  const LockedBlock target(out.get());
+  if (!target) return {};
   BITMAPINFOHEADER t = h;
   t.biWidth = w;
   t.biHeight = ht;
   t.biSizeImage = static_cast<DWORD>(stride * size_t(ht));
   t.biClrUsed = t.biClrImportant = 0;
-  std::memcpy(target.get(), &t, sizeof t);
+  std::memcpy(target.data(), &t, sizeof t);
   for (long y = 0; y < ht; ++y)
     for (long x = 0; x < w; ++x)
-      std::memcpy(target.get() + sizeof t + size_t(y) * stride + 3 * size_t(x),
-                  source.get() + offset + size_t(y * h.biHeight / ht) * from +
+      std::memcpy(target.data() + sizeof t + size_t(y) * stride + 3 * size_t(x),
+                  source.data() + offset + size_t(y * h.biHeight / ht) * from +
                       3 * size_t(x * h.biWidth / w),
                   3);
   return out;
@@ -367,8 +334,8 @@ struct DialogState {
   std::array<int32_t, kMaxParams> shown{};
   std::array<int16_t, kMaxKernel * kMaxKernel + 1> cells{};  // the grid as OK left it
   bool syncing = false;
-  bool ready = false;   // set once every control holds its value
-  Block before, after;  // the preview's thumbnail and its result
+  bool ready = false;        // set once every control holds its value
+  OwnedBlock before, after;  // the preview's thumbnail and its result
 };
 
 std::wstring kernelText(const KernelView& k) {
@@ -433,7 +400,7 @@ void refresh(HWND dlg, DialogState& s) {
   std::array<int32_t, kMaxParams> v{};
   for (size_t k = 0; k < s.table->params.size(); ++k)
     v[k] = editValue(dlg, s.table->params[k], static_cast<int>(k));
-  s.after = Block(static_cast<HGLOBAL>(s.table->preview(s.before.get(), v.data())));
+  s.after = OwnedBlock(s.table->preview(s.before.get(), v.data()));
   InvalidateRect(GetDlgItem(dlg, kAfterId), nullptr, TRUE);
 }
 
@@ -446,16 +413,16 @@ RECT fitted(const RECT& frame, long w, long h) {
 }
 
 // Draws a 24-bit image into an owner-drawn frame, scaled to fit.
-void drawImage(const DRAWITEMSTRUCT& d, HGLOBAL image) {
+void drawImage(const DRAWITEMSTRUCT& d, MemHandle image) {
   FillRect(d.hDC, &d.rcItem, GetSysColorBrush(COLOR_BTNFACE));
-  Locked p(image);
+  const LockedBlock p(image);
   BITMAPINFOHEADER h;
   size_t offset;
-  if (!geometry24(image, p.get(), h, offset)) return;
+  if (!geometry24(p, h, offset)) return;
   const RECT r = fitted(d.rcItem, h.biWidth, h.biHeight);
   SetStretchBltMode(d.hDC, HALFTONE);
   StretchDIBits(d.hDC, r.left, r.top, r.right - r.left, r.bottom - r.top, 0, 0, h.biWidth,
-                h.biHeight, p.get() + offset, reinterpret_cast<const BITMAPINFO*>(p.get()),
+                h.biHeight, p.data() + offset, reinterpret_cast<const BITMAPINFO*>(p.data()),
                 DIB_RGB_COLORS, SRCCOPY);
 }
 
@@ -531,19 +498,18 @@ void pickColour(HWND dlg, const DialogState& s, POINT at) {
   if (s.table->panel != Panel::PickColour || !overBefore(dlg, at)) return;
   std::array<uint8_t, 3> bgr;
   {
-    HGLOBAL image = s.before.get();
-    Locked p(image);
+    const LockedBlock p(s.before.get());
     BITMAPINFOHEADER h;
     size_t offset;
-    if (!geometry24(image, p.get(), h, offset)) return;
+    if (!geometry24(p, h, offset)) return;
     RECT frame;
     GetClientRect(GetDlgItem(dlg, kBeforeId), &frame);
     const RECT r = fitted(frame, h.biWidth, h.biHeight);
     if (!PtInRect(&r, at)) return;
     const long x = (at.x - r.left) * h.biWidth / (r.right - r.left);
     const long row = h.biHeight - 1 - (at.y - r.top) * h.biHeight / (r.bottom - r.top);
-    const size_t stride = (3 * size_t(h.biWidth) + 3) & ~size_t{3};
-    std::memcpy(bgr.data(), p.get() + offset + size_t(row) * stride + 3 * size_t(x), 3);
+    std::memcpy(bgr.data(), p.data() + offset + size_t(row) * stride24(h.biWidth) + 3 * size_t(x),
+                3);
   }
   for (int k = 0; k < 3; ++k)  // red, green, blue: the pixel's bytes backwards
     SetDlgItemInt(dlg, kEditId + s.table->panelParam + k, bgr[static_cast<size_t>(2 - k)], FALSE);
@@ -657,7 +623,7 @@ int32_t runDialog(const DialogTable& table, void* image, std::span<void* const> 
     DialogState state;
     state.table = &table;
     state.kernel = kernel;
-    if (table.preview && image) state.before = Block(thumbnail(static_cast<HGLOBAL>(image)));
+    if (table.preview && image) state.before = thumbnail(image);
     std::array<int32_t, kMaxParams> before{};
     for (size_t i = 0; i < table.params.size(); ++i) {
       const Param& p = table.params[i];
